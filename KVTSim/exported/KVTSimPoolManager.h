@@ -1,0 +1,31 @@
+// KVTSimPoolManager.h: everything a caller of the pool manager includes.
+
+#ifndef KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_
+#define KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_
+
+// Strings, memory and the error kinds.
+#include "KVTBasAssertException.h"
+#include "KVTBasException.h"
+#include "KVTBasMem.h"
+#include "KVTBasMemoryExhausted.h"
+#include "KVTSimExc.h"
+#include "KVTSimUttAssert.h"
+#include "KVTSimUttInvalidParameter.h"
+#include "KVTSimUttOSError.h"
+#include "KVTString.h"
+
+// Module lifecycle.
+#include "KVTSimPoolManagerModule.h"
+
+// Handles, lists and byte order.
+#include "KVTSimRpm_RefCounter.h"
+#include "KVTSimRpm_StrongRef.h"
+#include "KVTSimRpm_Swapper.h"
+#include "KVTSimRpm_WeakRef.h"
+#include "cow_List.h"
+
+// Documents.
+#include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_DocumentImpl.h"
+
+#endif  // KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_

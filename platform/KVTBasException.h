@@ -1,0 +1,81 @@
+// KVTBasException: the base of every error the library raises.
+//
+// An error is constructed as a local and raised with Throw(file, line), which
+// records the location and rethrows the object as its most-derived kind
+// through Propagate. Callers catch the kinds by type (all are exported).
+
+#ifndef KVTSIM_PLATFORM_KVTBASEXCEPTION_H_
+#define KVTSIM_PLATFORM_KVTBASEXCEPTION_H_
+
+#include "KVTBasMem.h"
+#include "KVTSimExport.h"
+#include "KVTString.h"
+
+// Codes returned by GetCode, one per error kind.
+enum KVTBasErrorCode {
+  KVTBasCodeAssert = 1,
+  KVTBasCodeMemoryExhausted = 2,
+  KVTSimUttCodeOSError = 3,
+  KVTSimCodeAllocReadOnly = 100,
+  KVTSimCodeBrokenStream,
+  KVTSimCodeCantCreateFile,
+  KVTSimCodeCantDerefLocator,
+  KVTSimCodeCantExternalizeLoc,
+  KVTSimCodeCantGetFile,
+  KVTSimCodeCorruptDirectory,
+  KVTSimCodeCorruptHeader,
+  KVTSimCodeIOBounds,
+  KVTSimCodeImmutablePool,
+  KVTSimCodeInvalidGUID,
+  KVTSimCodeNeedUpgrade,
+  KVTSimCodeNewPoolReadOnly,
+  KVTSimCodeNotSimFile,
+  KVTSimCodePoolAlreadyInDoc,
+  KVTSimCodeRequestTooBig,
+  KVTSimCodeShortBuffer,
+  KVTSimCodeShortPool,
+  KVTSimCodeUserSigMismatch,
+  KVTSimCodeValidationFailure,
+  KVTSimCodeWriteReadOnly,
+};
+
+// How much a report says. Both modes give one line of text.
+enum KVTBasStringMode { KVTBasStringModeShort = 0, KVTBasStringModeFull = 1 };
+
+class KVTSIM_EXPORT KVTBasException : public mem_AllocationOperators {
+ public:
+  // Location pair cleared (null file, line 0).
+  KVTBasException() noexcept;
+  KVTBasException(KVTBasException const&) noexcept = default;
+  KVTBasException& operator=(KVTBasException const&) noexcept = default;
+  virtual ~KVTBasException();
+
+  // For a developer: the kind, its arguments and the raising location.
+  virtual atr_String DeveloperReport(KVTBasStringMode mode) const;
+
+  // For a user: the kind and its arguments.
+  virtual atr_String UserReport(KVTBasStringMode mode) const;
+
+  // The kind's name and arguments, e.g. "KVTSimExcIOBounds(start=0, end=9, limit=8)".
+  virtual atr_String AsString(KVTBasStringMode mode) const = 0;
+
+  // Throws a copy of this object as its most-derived kind. Does not return.
+  [[noreturn]] virtual void Propagate() const = 0;
+
+  // The kind's KVTBasErrorCode.
+  virtual int GetCode() const = 0;
+
+  // Records file and line, then raises through Propagate. Does not return.
+  // REQUIRES: file is null or a text that outlives the error (a literal).
+  [[noreturn]] void Throw(char const* file, int line);
+
+  // The location recorded by Throw; null and 0 before it was raised.
+  char const* File() const noexcept { return mFile; }
+  int Line() const noexcept { return mLine; }
+
+ private:
+  char const* mFile;
+  int mLine;
+};
+
+#endif  // KVTSIM_PLATFORM_KVTBASEXCEPTION_H_
