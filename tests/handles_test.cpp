@@ -1,0 +1,143 @@
+// Strong and weak handles: counts, destruction, expiry and misuse.
+
+#include <gtest/gtest.h>
+
+#include "KVTBasAssertException.h"
+#include "KVTBasMem.h"
+#include "KVTSimRpm_StrongRef.h"
+#include "KVTSimRpm_WeakRef.h"
+
+struct KVTSimRpm_RefTestPeer {
+  template <class Handle>
+  static KVTSimRpm_RefCounter* Counter(Handle const& h) {
+    return h.mCounter;
+  }
+};
+
+namespace {
+
+struct Tracked : public mem_AllocationOperators {
+  static int alive;
+  static int destroyed;
+  Tracked() { ++alive; }
+  ~Tracked() {
+    --alive;
+    ++destroyed;
+  }
+};
+int Tracked::alive = 0;
+int Tracked::destroyed = 0;
+
+struct SelfLocking : public mem_AllocationOperators {
+  KVTSimRpm_WeakRef<SelfLocking> self;
+  static bool lockedAlive;
+  ~SelfLocking() {
+    KVTSimRpm_StrongRef<SelfLocking> again = self.lock();
+    lockedAlive = !again.Null();
+  }  // releasing `again` must not destroy the object a second time
+};
+bool SelfLocking::lockedAlive = false;
+
+using Strong = KVTSimRpm_StrongRef<Tracked>;
+using Weak = KVTSimRpm_WeakRef<Tracked>;
+using Peer = KVTSimRpm_RefTestPeer;
+
+class HandlesTest : public testing::Test {
+ protected:
+  void SetUp() override { Tracked::alive = Tracked::destroyed = 0; }
+  void TearDown() override { EXPECT_EQ(Tracked::alive, 0) << "object leaked"; }
+
+  // Captures the one-line report of a failed check.
+  void ExpectCheckFails(void (*f)(), char const* expression) {
+    testing::internal::CaptureStderr();
+    try {
+      f();
+      ADD_FAILURE() << "no check failed";
+    } catch (KVTBasAssertException const& e) {
+      EXPECT_STREQ(e.Expression(), expression);
+    }
+    testing::internal::GetCapturedStderr();
+  }
+};
+
+}  // namespace
+
+TEST_F(HandlesTest, LastStrongHandleDestroysTheObjectOnce) {
+  Strong first(new Tracked);
+  {
+    Strong second = first;
+    EXPECT_EQ(Peer::Counter(first)->mStrong, 2u);
+    first.Nullify();
+    EXPECT_TRUE(first.Null());
+    EXPECT_EQ(Tracked::alive, 1);
+    first = second;
+    first = first;  // self-assignment changes no count
+    EXPECT_EQ(Peer::Counter(first)->mStrong, 2u);
+  }
+  EXPECT_EQ(Tracked::alive, 1);
+  first.Nullify();
+  EXPECT_EQ(Tracked::destroyed, 1);
+  first.Nullify();  // on a null handle: nothing
+  EXPECT_EQ(Tracked::destroyed, 1);
+}
+
+TEST_F(HandlesTest, WeakHandleObservesWithoutOwning) {
+  Strong strong(new Tracked);
+  Weak weak(strong);
+  KVTSimRpm_RefCounter* block = Peer::Counter(strong);
+  EXPECT_EQ(block->mStrong, 1u);
+  EXPECT_EQ(block->mWeak, 1u);
+  EXPECT_EQ(weak.Get(), strong.Get());
+  {
+    Strong locked = weak.lock();
+    EXPECT_EQ(block->mStrong, 2u);
+  }
+  strong.Nullify();
+  EXPECT_EQ(Tracked::destroyed, 1);
+  EXPECT_FALSE(weak.Null());  // still connected to the dead object's block
+  EXPECT_TRUE(weak.lock().Null());
+  EXPECT_EQ(block->mStrong, 0u);
+  Weak copy = weak;
+  EXPECT_EQ(block->mWeak, 2u);
+  // Releasing the weak handles releases the block (checked by LeakSanitizer).
+}
+
+TEST_F(HandlesTest, BlockOutlivesObjectUntilLastWeakHandle) {
+  Weak weak;
+  {
+    Strong strong(new Tracked);
+    Weak early(strong);
+    weak = strong;
+    early.Nullify();  // last-but-one weak handle: block stays
+    EXPECT_EQ(Peer::Counter(strong)->mWeak, 1u);
+  }
+  EXPECT_EQ(Tracked::destroyed, 1);
+  EXPECT_EQ(Peer::Counter(weak)->mWeak, 1u);
+  weak = weak;
+  EXPECT_EQ(Peer::Counter(weak)->mWeak, 1u);
+}
+
+TEST_F(HandlesTest, WeakHandleLockedDuringDestructionYieldsTheDyingObject) {
+  KVTSimRpm_StrongRef<SelfLocking> strong(new SelfLocking);
+  strong->self = strong;
+  SelfLocking::lockedAlive = false;
+  strong.Nullify();
+  EXPECT_TRUE(SelfLocking::lockedAlive);
+}
+
+TEST_F(HandlesTest, MisuseFailsTheDocumentedChecks) {
+  ExpectCheckFails([] { Strong().Get(); }, "mPointer && mCounter");
+  ExpectCheckFails([] { (void)Weak().operator->(); }, "mPointer && mCounter");
+  ExpectCheckFails(
+      [] {
+        Weak weak;
+        {
+          Strong strong(new Tracked);
+          weak = strong;
+        }
+        (void)*weak;
+      },
+      "mCounter->mStrong != 0");
+  ExpectCheckFails([] { Strong(static_cast<Tracked*>(nullptr)); },
+                   "(mPointer && mCounter) || (!mPointer && !mCounter)");
+}
