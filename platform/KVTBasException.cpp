@@ -1,6 +1,7 @@
 #include "KVTBasException.h"
 
 #include <cstdio>
+#include <cstdlib>
 
 KVTBasException::KVTBasException() noexcept : mFile(nullptr), mLine(0) {}
 
@@ -21,4 +22,6 @@ void KVTBasException::Throw(char const* file, int line) {
   mFile = file;
   mLine = line;
   Propagate();
+  // A kind whose Propagate returned has broken its contract; never continue.
+  std::abort();
 }

@@ -72,11 +72,15 @@ atr_String::atr_String(atr_String const& other) noexcept
 }
 
 atr_String& atr_String::operator=(atr_String const& other) noexcept {
-  if (other.mRep != nullptr) ++other.mRep->mUseCount;
+  // Take other's fields before releasing ours: other may be this string.
+  char const* text = other.mText;
+  atr_StringBase* rep = other.mRep;
+  unsigned char ascii = other.mAscii;
+  if (rep != nullptr) ++rep->mUseCount;
   Release();
-  mText = other.mText;
-  mRep = other.mRep;
-  mAscii = other.mAscii;
+  mText = text;
+  mRep = rep;
+  mAscii = ascii;
   return *this;
 }
 

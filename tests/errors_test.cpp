@@ -1,0 +1,225 @@
+// Error kinds, the raise pattern, checks, strings and memory services.
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <typeinfo>
+
+#include "KVTBasAssertException.h"
+#include "KVTBasMemoryExhausted.h"
+#include "KVTSimExc.h"
+#include "KVTSimUttAssert.h"
+#include "KVTSimUttExceptionString.h"
+#include "KVTSimUttOSError.h"
+
+// Oversized requests must come back as errors, not sanitizer aborts.
+extern "C" char const* __asan_default_options() { return "allocator_may_return_null=1"; }
+
+namespace {
+
+int CountLines(std::string const& text) {
+  int n = 0;
+  for (char c : text) n += c == '\n';
+  return n;
+}
+
+void FailAssertion() { KVTSIM_ASSERT(1 + 1 == 3); }
+void FailValidation(int slotInDirectory) { KVTSIM_VALIDATE(slotInDirectory >= 0); }
+void BadMode() { KVTSIM_ASSERT(!"Bad mode."); }
+
+std::string Text(KVTBasException const& e) { return e.AsString(KVTBasStringModeShort).CStr(); }
+
+// Raises error through Throw and checks that the caller receives exactly its
+// kind with the location; returns the caught copy's report text and code.
+template <typename Kind>
+std::pair<std::string, int> RaiseAndCatch(Kind error) {
+  int const line = __LINE__ + 2;
+  try {
+    error.Throw("origin.cpp", line);
+  } catch (KVTBasException const& caught) {
+    EXPECT_EQ(typeid(caught), typeid(Kind));
+    EXPECT_STREQ(caught.File(), "origin.cpp");
+    EXPECT_EQ(caught.Line(), line);
+    EXPECT_NE(dynamic_cast<Kind const*>(&caught), nullptr);
+    return {Text(caught), caught.GetCode()};
+  }
+  ADD_FAILURE() << "Throw returned";
+  return {};
+}
+
+}  // namespace
+
+TEST(ChecksTest, FailedAssertionReportsOnceThenRaisesWithExpressionText) {
+  testing::internal::CaptureStderr();
+  int line = 0;
+  try {
+    FailAssertion();
+    ADD_FAILURE() << "check did not raise";
+  } catch (KVTBasAssertException const& e) {
+    EXPECT_STREQ(e.Expression(), "1 + 1 == 3");
+    EXPECT_STREQ(e.File(), "tests/errors_test.cpp");
+    line = e.Line();
+  }
+  std::string report = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(CountLines(report), 1) << report;
+  EXPECT_EQ(report, "assertion failed: 1 + 1 == 3 (tests/errors_test.cpp:" +
+                        std::to_string(line) + ")\n");
+}
+
+TEST(ChecksTest, ValidationUsesItsOwnReportAndTheSameException) {
+  testing::internal::CaptureStderr();
+  EXPECT_THROW(FailValidation(-1), KVTBasAssertException);
+  std::string report = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(report.rfind("validation failed: slotInDirectory >= 0 (tests/errors_test.cpp:", 0), 0u)
+      << report;
+  EXPECT_EQ(CountLines(report), 1);
+
+  testing::internal::CaptureStderr();
+  EXPECT_NO_THROW(FailValidation(0));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(ChecksTest, UnreachableBranchCarriesBadModeText) {
+  testing::internal::CaptureStderr();
+  try {
+    BadMode();
+    ADD_FAILURE() << "check did not raise";
+  } catch (KVTBasAssertException const& e) {
+    EXPECT_STREQ(e.Expression(), "!\"Bad mode.\"");
+  }
+  testing::internal::GetCapturedStderr();
+}
+
+TEST(ChecksDeathTest, ConditionThatHoldsOnRetestEndsTheProcessWithStatusOne) {
+  auto flips = [] {
+    int evaluations = 0;
+    KVTSIM_ASSERT(evaluations++ != 0);
+  };
+  EXPECT_EXIT(flips(), testing::ExitedWithCode(1), "assertion failed: evaluations\\+\\+ != 0");
+}
+
+TEST(ErrorKindsTest, EveryKindArrivesAsItselfWithItsOwnCodeAndName) {
+  std::set<int> codes;
+  auto check = [&codes](std::pair<std::string, int> result, char const* name) {
+    EXPECT_EQ(result.first.rfind(name, 0), 0u) << result.first;
+    EXPECT_TRUE(codes.insert(result.second).second) << name << " shares code " << result.second;
+  };
+  check(RaiseAndCatch(KVTSimExcAllocReadOnly()), "KVTSimExcAllocReadOnly");
+  check(RaiseAndCatch(KVTSimExcBrokenStream()), "KVTSimExcBrokenStream");
+  check(RaiseAndCatch(KVTSimExcCantDerefLocator()), "KVTSimExcCantDerefLocator");
+  check(RaiseAndCatch(KVTSimExcCantExternalizeLoc()), "KVTSimExcCantExternalizeLoc");
+  check(RaiseAndCatch(KVTSimExcCantGetFile()), "KVTSimExcCantGetFile");
+  check(RaiseAndCatch(KVTSimExcCorruptDirectory()), "KVTSimExcCorruptDirectory");
+  check(RaiseAndCatch(KVTSimExcCorruptHeader()), "KVTSimExcCorruptHeader");
+  check(RaiseAndCatch(KVTSimExcImmutablePool()), "KVTSimExcImmutablePool");
+  check(RaiseAndCatch(KVTSimExcInvalidGUID()), "KVTSimExcInvalidGUID");
+  check(RaiseAndCatch(KVTSimExcNewPoolReadOnly()), "KVTSimExcNewPoolReadOnly");
+  check(RaiseAndCatch(KVTSimExcNotSimFile()), "KVTSimExcNotSimFile");
+  check(RaiseAndCatch(KVTSimExcPoolAlreadyInDoc()), "KVTSimExcPoolAlreadyInDoc");
+  check(RaiseAndCatch(KVTSimExcShortPool()), "KVTSimExcShortPool");
+  check(RaiseAndCatch(KVTSimExcUserSigMismatch()), "KVTSimExcUserSigMismatch");
+  check(RaiseAndCatch(KVTSimExcValidationFailure()), "KVTSimExcValidationFailure");
+  check(RaiseAndCatch(KVTSimExcWriteReadOnly()), "KVTSimExcWriteReadOnly");
+  check(RaiseAndCatch(KVTSimExcCantCreateFile(KVTSimUttExceptionString<1024>("a.sim"))),
+        "KVTSimExcCantCreateFile('a.sim')");
+  check(RaiseAndCatch(KVTSimExcIOBounds(1, 1ull << 40, 7)),
+        "KVTSimExcIOBounds(start=1, end=1099511627776, limit=7)");
+  check(RaiseAndCatch(KVTSimExcNeedUpgrade(6, 5, KVTSimUttExceptionString<1024>("b.sim"))),
+        "KVTSimExcNeedUpgrade(current=6, found=5, file='b.sim')");
+  check(RaiseAndCatch(KVTSimExcRequestTooBig(4096, 16)),
+        "KVTSimExcRequestTooBig(requested=4096, capacity=16)");
+  check(RaiseAndCatch(KVTSimExcShortBuffer(12, 8)), "KVTSimExcShortBuffer(needed=12, available=8)");
+  check(RaiseAndCatch(KVTBasAssertException("a < b")), "KVTBasAssertException(a < b)");
+  check(RaiseAndCatch(KVTBasMemoryExhausted(99)), "KVTBasMemoryExhausted(requested=99)");
+  check(RaiseAndCatch(KVTSimUttOSError("open", KVTString("/x"), ENOENT)),
+        "KVTSimUttOSError(open '/x': ");
+  EXPECT_EQ(codes.size(), 24u);
+}
+
+TEST(ErrorKindsTest, ArgumentsAndLocationSurviveANestedRaise) {
+  auto inner = [] {
+    KVTSimExcIOBounds error(10, 20, 15);
+    error.Throw("pool.cpp", 42);
+  };
+  auto outer = [&inner] {
+    // Locals on the way out are released; the error passes unchanged.
+    KVTString held("held while the error passes");
+    inner();
+  };
+  try {
+    outer();
+    ADD_FAILURE() << "not raised";
+  } catch (KVTSimExcIOBounds const& e) {
+    EXPECT_EQ(e.Start(), 10u);
+    EXPECT_EQ(e.End(), 20u);
+    EXPECT_EQ(e.Limit(), 15u);
+    EXPECT_STREQ(e.File(), "pool.cpp");
+    EXPECT_EQ(e.Line(), 42);
+    EXPECT_EQ(std::string(e.DeveloperReport(KVTBasStringModeFull).CStr()),
+              "KVTSimExcIOBounds(start=10, end=20, limit=15) at pool.cpp:42");
+  }
+}
+
+TEST(ErrorKindsTest, LongFileNamesAreCutWithoutSplittingACharacter) {
+  // 1022 ASCII bytes then a two-byte character: only the ASCII part fits.
+  std::string name(1022, 'n');
+  name += "\xC3\xA9";
+  KVTSimExcCantCreateFile error((KVTSimUttExceptionString<1024>(KVTString(name.c_str()))));
+  EXPECT_EQ(std::string(error.FileName()), std::string(1022, 'n'));
+  KVTSimExcNeedUpgrade empty(6, 7, KVTSimUttExceptionString<1024>(KVTString()));
+  EXPECT_STREQ(empty.FileName(), "");
+}
+
+TEST(StringTest, CopiesShareOneRepresentationUntilTheLastGoes) {
+  KVTString a("pool");
+  {
+    KVTString b = a;
+    KVTString c;
+    c = b;
+    EXPECT_EQ(c.CStr(), a.CStr());  // shared, not copied
+    c = c;                          // self-assignment keeps the text
+    EXPECT_STREQ(c.CStr(), "pool");
+    b = "other";                    // assignment from text detaches b only
+    EXPECT_STREQ(a.CStr(), "pool");
+    EXPECT_STREQ(b.CStr(), "other");
+  }
+  EXPECT_STREQ(a.CStr(), "pool");
+  EXPECT_EQ(a.GetLengthInByte(), 4u);
+
+  KVTString empty;
+  EXPECT_STREQ(empty.CStr(), "");
+  EXPECT_EQ(empty.GetLengthInByte(), 0u);
+  EXPECT_TRUE(KVTString(nullptr).IsEmpty());
+}
+
+TEST(StringTest, BuildFromUtf8ReportsMalformedTextButKeepsIt) {
+  atr_String::Result result = atr_String::ResultInvalidUTF8;
+  KVTString ok = KVTString::BuildFromUTF8("gr\xC3\xBC\xC3\x9F", &result);
+  EXPECT_EQ(result, atr_String::ResultOk);
+  EXPECT_FALSE(ok.IsAscii());
+  EXPECT_EQ(ok.GetLengthInByte(), 6u);
+
+  KVTString bad = KVTString::BuildFromUTF8("a\xC0\xAF", &result);
+  EXPECT_EQ(result, atr_String::ResultInvalidUTF8);
+  EXPECT_EQ(bad.GetLengthInByte(), 3u);
+  EXPECT_TRUE(KVTString("plain").IsAscii());
+}
+
+TEST(MemoryTest, ExhaustionRaisesAndRealloc0Releases) {
+  EXPECT_THROW(mem_Malloc(SIZE_MAX - 64), KVTBasMemoryExhausted);
+  void* p = mem_Malloc(16);
+  try {
+    mem_Realloc(p, SIZE_MAX - 64);
+    ADD_FAILURE() << "not raised";
+  } catch (KVTBasMemoryExhausted const& e) {
+    EXPECT_EQ(e.Requested(), SIZE_MAX - 64);
+  }
+  // The failed resize left the block with its owner.
+  EXPECT_EQ(mem_Realloc(p, 0), nullptr);
+  void* zero = mem_Malloc(0);
+  EXPECT_NE(zero, nullptr);
+  mem_Free(zero);
+  mem_Free(nullptr);
+}
