@@ -2,8 +2,11 @@
 //
 // The object keeps its own position: Read and WriteAll transfer at it and
 // advance it, Seek sets it, and opening or creating leaves it at 0. Every
-// failure raises KVTSimUttOSError carrying the operation, the file name and the
-// system's error text; the object keeps the state it had before the call.
+// failure raises KVTSimUttOSError carrying the operation ("open", "create",
+// "read", "write", "seek", "truncate", "stat", "flush" or "close"), the file
+// name and the system's error number and text; the object keeps the state it
+// had before the call. Interrupted system calls (EINTR) are repeated, except
+// close. Every descriptor is opened close-on-exec.
 // Operations other than the opens, Close and the accessors on an object that
 // is not open raise KVTSimUttOSError with EBADF.
 //
@@ -56,18 +59,24 @@ class KVTSIM_EXPORT KVTSimUttOSFile {
 
   // Reads up to count bytes at the position into buffer; returns how many were
   // read (fewer only at the end of the file, 0 there). Interrupted and
-  // partial reads are continued.
+  // partial reads are continued. On failure the position is unchanged and the
+  // contents of buffer are unspecified. A transfer that would end beyond the
+  // largest file offset raises EOVERFLOW before any system call.
   std::uint64_t Read(char* buffer, std::uint64_t count);
 
   // Writes all count bytes at the position, or raises. Interrupted and
-  // partial writes are continued. The position advances by count.
+  // partial writes are continued; a write that accepts no bytes raises EIO.
+  // The position advances by count. On failure the position is unchanged, but
+  // a leading part of the bytes may already be in the file (and may have
+  // grown it). A transfer that would end beyond the largest file offset
+  // raises EOVERFLOW before any system call.
   void WriteAll(char const* buffer, std::uint64_t count);
 
-  // Sets the position; it may lie past the end of the file.
+  // Sets the position; it may lie past the end of the file. Makes no system call.
   void Seek(std::uint64_t const& position);
 
   // Sets the file's size, cutting or extending it with zeros. The position
-  // stays where it was.
+  // stays where it was. A size beyond the largest file offset raises EOVERFLOW.
   void Truncate(std::uint64_t const& size);
 
   // The file's size in bytes.
@@ -78,7 +87,10 @@ class KVTSIM_EXPORT KVTSimUttOSFile {
   void Flush();
 
   // Closes the file (and removes a temporary one). Closing an object that is
-  // not open does nothing. The object may be opened again afterwards.
+  // not open does nothing. The object is closed even when the system reports
+  // an error, which is then raised; close is never retried. A temporary file
+  // already removed by someone else is not an error. The object may be opened
+  // again afterwards.
   void Close();
 
   // The name given at open, or the name chosen by a create; it stays after Close.
