@@ -37,7 +37,8 @@ __attribute__((destructor(102))) void NotifyProcessDetach() {
 }  // namespace
 
 void KVTSimPoolManager_initialize(int& tally) {
-  if (gGeneralCount++ != 0) return;
+  if (gGeneralCount++ != 0)
+    return;
   ++tally;
   KVTSimContainers_initialize(tally);
   KVTBasShared_initialize(tally);
@@ -50,7 +51,8 @@ void KVTSimPoolManager_initialize(int& tally) {
 }
 
 void KVTSimPoolManager_finalize(int& tally) {
-  if (--gGeneralCount != 0) return;
+  if (--gGeneralCount != 0)
+    return;
   --tally;
   KVTSimPoolManager_specific_finalize(tally);
   KVTSimRpm_finalize(tally);
@@ -63,25 +65,33 @@ void KVTSimPoolManager_finalize(int& tally) {
 }
 
 void KVTSimPoolManager_specific_initialize(int& tally) {
-  if (gSpecificCount++ == 0) ++tally;
+  if (gSpecificCount++ == 0)
+    ++tally;
 }
 
 void KVTSimPoolManager_specific_finalize(int& tally) {
-  if (--gSpecificCount == 0) --tally;
+  if (--gSpecificCount == 0)
+    --tally;
 }
 
 void KVTSimRpm_initialize(int& tally) {
-  if (gInternalCount++ == 0) ++tally;
+  if (gInternalCount++ == 0)
+    ++tally;
 }
 
 void KVTSimRpm_finalize(int& tally) {
-  if (--gInternalCount == 0) --tally;
+  if (--gInternalCount == 0)
+    --tally;
 }
 
 int KVTSimPoolManager_LoadNotification(void*, unsigned long reason, void*) {
-  if (reason == kProcessAttach) KVTSimPoolManager_initialize(gLoadTally);
-  if (reason == kProcessDetach) KVTSimPoolManager_finalize(gLoadTally);
+  if (reason == kProcessAttach)
+    KVTSimPoolManager_initialize(gLoadTally);
+  if (reason == kProcessDetach)
+    KVTSimPoolManager_finalize(gLoadTally);
   return 1;
 }
 
-int ORVANTE_QFR2_INTERNAL_KVTSimPoolManager() { return 1; }
+int ORVANTE_QFR2_INTERNAL_KVTSimPoolManager() {
+  return 1;
+}

@@ -11,6 +11,10 @@ atr_String KVTBasAssertException::AsString(KVTBasStringMode) const {
   return atr_String(text.c_str(), text.size());
 }
 
-void KVTBasAssertException::Propagate() const { throw *this; }
+void KVTBasAssertException::Propagate() const {
+  throw *this;
+}
 
-int KVTBasAssertException::GetCode() const { return KVTBasCodeAssert; }
+int KVTBasAssertException::GetCode() const {
+  return KVTBasCodeAssert;
+}

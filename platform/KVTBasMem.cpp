@@ -16,7 +16,8 @@ namespace {
 void* mem_Malloc(std::size_t n) {
   // malloc(0) may answer null; callers rely on a non-null block for any request.
   void* p = std::malloc(n == 0 ? 1 : n);
-  if (p == nullptr) RaiseExhausted(n);
+  if (p == nullptr)
+    RaiseExhausted(n);
   return p;
 }
 
@@ -27,16 +28,27 @@ void* mem_Realloc(void* p, std::size_t n) {
   }
   void* q = std::realloc(p, n);
   // On failure realloc leaves p allocated and unchanged; the caller still owns it.
-  if (q == nullptr) RaiseExhausted(n);
+  if (q == nullptr)
+    RaiseExhausted(n);
   return q;
 }
 
-void mem_Free(void* p) noexcept { std::free(p); }
+void mem_Free(void* p) noexcept {
+  std::free(p);
+}
 
-void* mem_OperatorNewThrow(std::size_t n) { return mem_Malloc(n); }
+void* mem_OperatorNewThrow(std::size_t n) {
+  return mem_Malloc(n);
+}
 
-void* mem_OperatorNewTinyThrow(std::size_t n) { return mem_Malloc(n); }
+void* mem_OperatorNewTinyThrow(std::size_t n) {
+  return mem_Malloc(n);
+}
 
-char* mem_OperatorNewThrowBuiltin(std::size_t n) { return static_cast<char*>(mem_Malloc(n)); }
+char* mem_OperatorNewThrowBuiltin(std::size_t n) {
+  return static_cast<char*>(mem_Malloc(n));
+}
 
-void mem_deleteBuiltIn(void* p) noexcept { mem_Free(p); }
+void mem_deleteBuiltIn(void* p) noexcept {
+  mem_Free(p);
+}

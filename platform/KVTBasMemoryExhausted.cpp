@@ -10,6 +10,10 @@ atr_String KVTBasMemoryExhausted::AsString(KVTBasStringMode) const {
   return atr_String(text);
 }
 
-void KVTBasMemoryExhausted::Propagate() const { throw *this; }
+void KVTBasMemoryExhausted::Propagate() const {
+  throw *this;
+}
 
-int KVTBasMemoryExhausted::GetCode() const { return KVTBasCodeMemoryExhausted; }
+int KVTBasMemoryExhausted::GetCode() const {
+  return KVTBasCodeMemoryExhausted;
+}

@@ -3,12 +3,18 @@
 #include <cinttypes>
 #include <cstdio>
 
-#define KVTSIM_DEFINE_PLAIN_ERROR_KIND(Kind, code)                                  \
-  Kind::Kind() noexcept = default;                                                  \
-  Kind::~Kind() = default;                                                          \
-  atr_String Kind::AsString(KVTBasStringMode) const { return atr_String(#Kind); }   \
-  void Kind::Propagate() const { throw *this; }                                     \
-  int Kind::GetCode() const { return code; }
+#define KVTSIM_DEFINE_PLAIN_ERROR_KIND(Kind, code)    \
+  Kind::Kind() noexcept = default;                    \
+  Kind::~Kind() = default;                            \
+  atr_String Kind::AsString(KVTBasStringMode) const { \
+    return atr_String(#Kind);                         \
+  }                                                   \
+  void Kind::Propagate() const {                      \
+    throw *this;                                      \
+  }                                                   \
+  int Kind::GetCode() const {                         \
+    return code;                                      \
+  }
 
 KVTSIM_DEFINE_PLAIN_ERROR_KIND(KVTSimExcAllocReadOnly, KVTSimCodeAllocReadOnly)
 KVTSIM_DEFINE_PLAIN_ERROR_KIND(KVTSimExcBrokenStream, KVTSimCodeBrokenStream)
@@ -48,19 +54,27 @@ KVTSimExcCantCreateFile::~KVTSimExcCantCreateFile() = default;
 atr_String KVTSimExcCantCreateFile::AsString(KVTBasStringMode) const {
   return Format("KVTSimExcCantCreateFile('%s')", mFileName.CStr());
 }
-void KVTSimExcCantCreateFile::Propagate() const { throw *this; }
-int KVTSimExcCantCreateFile::GetCode() const { return KVTSimCodeCantCreateFile; }
+void KVTSimExcCantCreateFile::Propagate() const {
+  throw *this;
+}
+int KVTSimExcCantCreateFile::GetCode() const {
+  return KVTSimCodeCantCreateFile;
+}
 
 KVTSimExcIOBounds::KVTSimExcIOBounds(std::uint64_t start, std::uint64_t end,
                                      std::uint64_t limit) noexcept
     : mStart(start), mEnd(end), mLimit(limit) {}
 KVTSimExcIOBounds::~KVTSimExcIOBounds() = default;
 atr_String KVTSimExcIOBounds::AsString(KVTBasStringMode) const {
-  return Format("KVTSimExcIOBounds(start=%" PRIu64 ", end=%" PRIu64 ", limit=%" PRIu64 ")",
-                mStart, mEnd, mLimit);
+  return Format("KVTSimExcIOBounds(start=%" PRIu64 ", end=%" PRIu64 ", limit=%" PRIu64 ")", mStart,
+                mEnd, mLimit);
 }
-void KVTSimExcIOBounds::Propagate() const { throw *this; }
-int KVTSimExcIOBounds::GetCode() const { return KVTSimCodeIOBounds; }
+void KVTSimExcIOBounds::Propagate() const {
+  throw *this;
+}
+int KVTSimExcIOBounds::GetCode() const {
+  return KVTSimCodeIOBounds;
+}
 
 KVTSimExcNeedUpgrade::KVTSimExcNeedUpgrade(unsigned currentVersion, unsigned foundVersion,
                                            KVTSimUttExceptionString<1024> const& fileName) noexcept
@@ -70,8 +84,12 @@ atr_String KVTSimExcNeedUpgrade::AsString(KVTBasStringMode) const {
   return Format("KVTSimExcNeedUpgrade(current=%u, found=%u, file='%s')", mCurrentVersion,
                 mFoundVersion, mFileName.CStr());
 }
-void KVTSimExcNeedUpgrade::Propagate() const { throw *this; }
-int KVTSimExcNeedUpgrade::GetCode() const { return KVTSimCodeNeedUpgrade; }
+void KVTSimExcNeedUpgrade::Propagate() const {
+  throw *this;
+}
+int KVTSimExcNeedUpgrade::GetCode() const {
+  return KVTSimCodeNeedUpgrade;
+}
 
 KVTSimExcRequestTooBig::KVTSimExcRequestTooBig(unsigned requested, unsigned capacity) noexcept
     : mRequested(requested), mCapacity(capacity) {}
@@ -79,8 +97,12 @@ KVTSimExcRequestTooBig::~KVTSimExcRequestTooBig() = default;
 atr_String KVTSimExcRequestTooBig::AsString(KVTBasStringMode) const {
   return Format("KVTSimExcRequestTooBig(requested=%u, capacity=%u)", mRequested, mCapacity);
 }
-void KVTSimExcRequestTooBig::Propagate() const { throw *this; }
-int KVTSimExcRequestTooBig::GetCode() const { return KVTSimCodeRequestTooBig; }
+void KVTSimExcRequestTooBig::Propagate() const {
+  throw *this;
+}
+int KVTSimExcRequestTooBig::GetCode() const {
+  return KVTSimCodeRequestTooBig;
+}
 
 KVTSimExcShortBuffer::KVTSimExcShortBuffer(unsigned needed, unsigned available) noexcept
     : mNeeded(needed), mAvailable(available) {}
@@ -88,5 +110,9 @@ KVTSimExcShortBuffer::~KVTSimExcShortBuffer() = default;
 atr_String KVTSimExcShortBuffer::AsString(KVTBasStringMode) const {
   return Format("KVTSimExcShortBuffer(needed=%u, available=%u)", mNeeded, mAvailable);
 }
-void KVTSimExcShortBuffer::Propagate() const { throw *this; }
-int KVTSimExcShortBuffer::GetCode() const { return KVTSimCodeShortBuffer; }
+void KVTSimExcShortBuffer::Propagate() const {
+  throw *this;
+}
+int KVTSimExcShortBuffer::GetCode() const {
+  return KVTSimCodeShortBuffer;
+}

@@ -33,14 +33,14 @@
 #include "KVTSimUttExceptionString.h"
 
 // Declares an error kind without arguments.
-#define KVTSIM_DECLARE_PLAIN_ERROR_KIND(Kind)              \
-  class KVTSIM_EXPORT Kind : public KVTBasException {      \
-   public:                                                 \
-    Kind() noexcept;                                       \
-    ~Kind() override;                                      \
-    atr_String AsString(KVTBasStringMode) const override;  \
-    [[noreturn]] void Propagate() const override;          \
-    int GetCode() const override;                          \
+#define KVTSIM_DECLARE_PLAIN_ERROR_KIND(Kind)             \
+  class KVTSIM_EXPORT Kind : public KVTBasException {     \
+   public:                                                \
+    Kind() noexcept;                                      \
+    ~Kind() override;                                     \
+    atr_String AsString(KVTBasStringMode) const override; \
+    [[noreturn]] void Propagate() const override;         \
+    int GetCode() const override;                         \
   }
 
 KVTSIM_DECLARE_PLAIN_ERROR_KIND(KVTSimExcAllocReadOnly);

@@ -30,12 +30,12 @@ class KVTSIM_EXPORT KVTSimUttAssert {
                                     int line);
 };
 
-#define KVTSIM_CHECK_WITH_(report, cond)                                      \
-  do {                                                                        \
-    if (!(cond)) {                                                            \
-      ::KVTSimUttAssert::report(#cond, __FILE__, __LINE__);                   \
-      ::KVTSimUttAssert::Conclude(!(cond), #cond, __FILE__, __LINE__);        \
-    }                                                                         \
+#define KVTSIM_CHECK_WITH_(report, cond)                               \
+  do {                                                                 \
+    if (!(cond)) {                                                     \
+      ::KVTSimUttAssert::report(#cond, __FILE__, __LINE__);            \
+      ::KVTSimUttAssert::Conclude(!(cond), #cond, __FILE__, __LINE__); \
+    }                                                                  \
   } while (0)
 
 #define KVTSIM_ASSERT(cond) KVTSIM_CHECK_WITH_(ReportAssertionFailure, cond)

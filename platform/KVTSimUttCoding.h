@@ -17,7 +17,8 @@ inline constexpr bool kLittleEndianHost = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIA
 template <typename U>
 inline void EncodeFixed(char* dst, U value) {
   if constexpr (!kLittleEndianHost) {
-    for (unsigned i = 0; i < sizeof(U); ++i) dst[i] = static_cast<char>(value >> (8 * i));
+    for (unsigned i = 0; i < sizeof(U); ++i)
+      dst[i] = static_cast<char>(value >> (8 * i));
     return;
   }
   std::memcpy(dst, &value, sizeof(U));
@@ -36,10 +37,18 @@ inline U DecodeFixed(char const* src) {
   return value;
 }
 
-inline void EncodeFixed16(char* dst, std::uint16_t v) { EncodeFixed(dst, v); }
-inline void EncodeFixed32(char* dst, std::uint32_t v) { EncodeFixed(dst, v); }
-inline std::uint16_t DecodeFixed16(char const* src) { return DecodeFixed<std::uint16_t>(src); }
-inline std::uint32_t DecodeFixed32(char const* src) { return DecodeFixed<std::uint32_t>(src); }
+inline void EncodeFixed16(char* dst, std::uint16_t v) {
+  EncodeFixed(dst, v);
+}
+inline void EncodeFixed32(char* dst, std::uint32_t v) {
+  EncodeFixed(dst, v);
+}
+inline std::uint16_t DecodeFixed16(char const* src) {
+  return DecodeFixed<std::uint16_t>(src);
+}
+inline std::uint32_t DecodeFixed32(char const* src) {
+  return DecodeFixed<std::uint32_t>(src);
+}
 
 }  // namespace kvtsim_coding
 

@@ -12,9 +12,9 @@
 
 #include "KVTSimExport.h"
 
-typedef void (*KVTSimUttInvalidParameterHandler)(wchar_t const* expression,
-                                                 wchar_t const* function, wchar_t const* file,
-                                                 unsigned int line, std::uintptr_t reserved);
+typedef void (*KVTSimUttInvalidParameterHandler)(wchar_t const* expression, wchar_t const* function,
+                                                 wchar_t const* file, unsigned int line,
+                                                 std::uintptr_t reserved);
 
 // Installs handler (null allowed) and returns the one it replaces.
 KVTSIM_EXPORT KVTSimUttInvalidParameterHandler

@@ -12,22 +12,32 @@ namespace {
 // available), or 0 when the bytes there are not one.
 std::size_t Utf8SequenceLength(unsigned char const* s, std::size_t n) {
   unsigned char c = s[0];
-  std::size_t len = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xE ? 3 : (c >> 3) == 0x1E ? 4 : 0;
-  if (len == 0 || len > n) return 0;
+  std::size_t len = c < 0x80           ? 1
+                    : (c >> 5) == 0x6  ? 2
+                    : (c >> 4) == 0xE  ? 3
+                    : (c >> 3) == 0x1E ? 4
+                                       : 0;
+  if (len == 0 || len > n)
+    return 0;
   for (std::size_t i = 1; i < len; ++i) {
-    if ((s[i] & 0xC0) != 0x80) return 0;
+    if ((s[i] & 0xC0) != 0x80)
+      return 0;
   }
   // Reject overlong forms and code points past U+10FFFF.
-  if (len == 2 && c < 0xC2) return 0;
-  if (len == 3 && c == 0xE0 && s[1] < 0xA0) return 0;
-  if (len == 4 && (c > 0xF4 || (c == 0xF0 && s[1] < 0x90) || (c == 0xF4 && s[1] > 0x8F))) return 0;
+  if (len == 2 && c < 0xC2)
+    return 0;
+  if (len == 3 && c == 0xE0 && s[1] < 0xA0)
+    return 0;
+  if (len == 4 && (c > 0xF4 || (c == 0xF0 && s[1] < 0x90) || (c == 0xF4 && s[1] > 0x8F)))
+    return 0;
   return len;
 }
 
 bool IsWellFormedUtf8(unsigned char const* s, std::size_t n) {
   for (std::size_t i = 0; i < n;) {
     std::size_t len = Utf8SequenceLength(s + i, n - i);
-    if (len == 0) return false;
+    if (len == 0)
+      return false;
     i += len;
   }
   return true;
@@ -35,7 +45,8 @@ bool IsWellFormedUtf8(unsigned char const* s, std::size_t n) {
 
 bool AllAscii(unsigned char const* s, std::size_t n) {
   for (std::size_t i = 0; i < n; ++i) {
-    if (s[i] >= 0x80) return false;
+    if (s[i] >= 0x80)
+      return false;
   }
   return true;
 }
@@ -56,19 +67,25 @@ atr_StringBase* atr_StringBase::Create(char const* text, std::size_t n) {
   return rep;
 }
 
-void atr_StringBase::Delete(atr_StringBase* rep) noexcept { mem_Free(rep); }
+void atr_StringBase::Delete(atr_StringBase* rep) noexcept {
+  mem_Free(rep);
+}
 
 atr_String::atr_String() noexcept : mText(""), mRep(nullptr), mAscii(1) {}
 
 atr_String::atr_String(char const* text) : atr_String() {
-  if (text != nullptr) AssignUTF8(text, std::strlen(text));
+  if (text != nullptr)
+    AssignUTF8(text, std::strlen(text));
 }
 
-atr_String::atr_String(char const* text, std::size_t n) : atr_String() { AssignUTF8(text, n); }
+atr_String::atr_String(char const* text, std::size_t n) : atr_String() {
+  AssignUTF8(text, n);
+}
 
 atr_String::atr_String(atr_String const& other) noexcept
     : mText(other.mText), mRep(other.mRep), mAscii(other.mAscii) {
-  if (mRep != nullptr) ++mRep->mUseCount;
+  if (mRep != nullptr)
+    ++mRep->mUseCount;
 }
 
 atr_String& atr_String::operator=(atr_String const& other) noexcept {
@@ -76,7 +93,8 @@ atr_String& atr_String::operator=(atr_String const& other) noexcept {
   char const* text = other.mText;
   atr_StringBase* rep = other.mRep;
   unsigned char ascii = other.mAscii;
-  if (rep != nullptr) ++rep->mUseCount;
+  if (rep != nullptr)
+    ++rep->mUseCount;
   Release();
   mText = text;
   mRep = rep;
@@ -89,14 +107,17 @@ atr_String& atr_String::operator=(char const* text) {
   return *this = temporary;
 }
 
-atr_String::~atr_String() { Release(); }
+atr_String::~atr_String() {
+  Release();
+}
 
 atr_String::Result atr_String::AssignUTF8(char const* text, std::size_t n) {
   unsigned char const* bytes = reinterpret_cast<unsigned char const*>(text);
   atr_StringBase* rep = n == 0 ? nullptr : atr_StringBase::Create(text, n);
   Release();
   Clear();
-  if (rep == nullptr) return ResultOk;
+  if (rep == nullptr)
+    return ResultOk;
   mRep = rep;
   mText = rep->Text();
   mAscii = AllAscii(bytes, n) ? 1 : 0;
@@ -114,13 +135,15 @@ void atr_String::Clear() noexcept {
 }
 
 void atr_String::Release() noexcept {
-  if (mRep != nullptr && --mRep->mUseCount == 0) atr_StringBase::Delete(mRep);
+  if (mRep != nullptr && --mRep->mUseCount == 0)
+    atr_StringBase::Delete(mRep);
   Clear();
 }
 
 KVTString KVTString::BuildFromUTF8(char const* text, Result* result) {
   KVTString s;
   Result r = text == nullptr ? ResultOk : s.AssignUTF8(text, std::strlen(text));
-  if (result != nullptr) *result = r;
+  if (result != nullptr)
+    *result = r;
   return s;
 }

@@ -15,21 +15,32 @@
 #include "KVTSimUttOSError.h"
 
 // Oversized requests must come back as errors, not sanitizer aborts.
-extern "C" char const* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" char const* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
 
 namespace {
 
 int CountLines(std::string const& text) {
   int n = 0;
-  for (char c : text) n += c == '\n';
+  for (char c : text)
+    n += c == '\n';
   return n;
 }
 
-void FailAssertion() { KVTSIM_ASSERT(1 + 1 == 3); }
-void FailValidation(int slotInDirectory) { KVTSIM_VALIDATE(slotInDirectory >= 0); }
-void BadMode() { KVTSIM_ASSERT(!"Bad mode."); }
+void FailAssertion() {
+  KVTSIM_ASSERT(1 + 1 == 3);
+}
+void FailValidation(int slotInDirectory) {
+  KVTSIM_VALIDATE(slotInDirectory >= 0);
+}
+void BadMode() {
+  KVTSIM_ASSERT(!"Bad mode.");
+}
 
-std::string Text(KVTBasException const& e) { return e.AsString(KVTBasStringModeShort).CStr(); }
+std::string Text(KVTBasException const& e) {
+  return e.AsString(KVTBasStringModeShort).CStr();
+}
 
 // Raises error through Throw and checks that the caller receives exactly its
 // kind with the location; returns the caught copy's report text and code.
@@ -64,8 +75,8 @@ TEST(ChecksTest, FailedAssertionReportsOnceThenRaisesWithExpressionText) {
   }
   std::string report = testing::internal::GetCapturedStderr();
   EXPECT_EQ(CountLines(report), 1) << report;
-  EXPECT_EQ(report, "assertion failed: 1 + 1 == 3 (tests/errors_test.cpp:" +
-                        std::to_string(line) + ")\n");
+  EXPECT_EQ(report,
+            "assertion failed: 1 + 1 == 3 (tests/errors_test.cpp:" + std::to_string(line) + ")\n");
 }
 
 TEST(ChecksTest, ValidationUsesItsOwnReportAndTheSameException) {
@@ -181,7 +192,7 @@ TEST(StringTest, CopiesShareOneRepresentationUntilTheLastGoes) {
     EXPECT_EQ(c.CStr(), a.CStr());  // shared, not copied
     c = c;                          // self-assignment keeps the text
     EXPECT_STREQ(c.CStr(), "pool");
-    b = "other";                    // assignment from text detaches b only
+    b = "other";  // assignment from text detaches b only
     EXPECT_STREQ(a.CStr(), "pool");
     EXPECT_STREQ(b.CStr(), "other");
   }

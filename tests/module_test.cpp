@@ -20,12 +20,12 @@ void Record(char const* service, bool initialised) {
   gEvents.push_back(std::string(initialised ? "+" : "-") + service);
 }
 
-std::vector<std::string> const kBringUp = {"+KVTSimContainers", "+KVTBasShared",
-                                           "+KVTBasVelm",       "+KVTBasCoreUtils",
+std::vector<std::string> const kBringUp = {"+KVTSimContainers",  "+KVTBasShared",
+                                           "+KVTBasVelm",        "+KVTBasCoreUtils",
                                            "+KVTBasGenericsLib", "+KVTBasAlloc"};
-std::vector<std::string> const kTakeDown = {"-KVTBasAlloc",  "-KVTBasGenericsLib",
+std::vector<std::string> const kTakeDown = {"-KVTBasAlloc",     "-KVTBasGenericsLib",
                                             "-KVTBasCoreUtils", "-KVTBasVelm",
-                                            "-KVTBasShared", "-KVTSimContainers"};
+                                            "-KVTBasShared",    "-KVTSimContainers"};
 
 class ModuleTest : public testing::Test {
  protected:

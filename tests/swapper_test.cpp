@@ -28,7 +28,9 @@ namespace {
 
 using Peer = KVTSimRpm_SwapperTraitsTestPeer;
 
-std::string Bytes(char const* p, int n) { return std::string(p, static_cast<std::size_t>(n)); }
+std::string Bytes(char const* p, int n) {
+  return std::string(p, static_cast<std::size_t>(n));
+}
 
 }  // namespace
 

@@ -55,7 +55,8 @@ class KVTSIM_EXPORT KVTSimRpm_StrongRef {
 
   // Shares other's object; assigning a handle to itself changes nothing.
   KVTSimRpm_StrongRef& operator=(KVTSimRpm_StrongRef const& other) {
-    if (this == &other) return *this;
+    if (this == &other)
+      return *this;
     // Hold other's object while releasing ours: ours may own the last
     // reference to it.
     KVTSimRpm_StrongRef keep(other);
@@ -106,11 +107,13 @@ class KVTSIM_EXPORT KVTSimRpm_StrongRef {
     mPointer = object;
     mCounter = counter;
     KVTSIM_ASSERT((mPointer && mCounter) || (!mPointer && !mCounter));
-    if (mCounter != nullptr) ++mCounter->mStrong;
+    if (mCounter != nullptr)
+      ++mCounter->mStrong;
   }
 
   void Disconnect() {
-    if (!mPointer && !mCounter) return;
+    if (!mPointer && !mCounter)
+      return;
     KVTSIM_ASSERT((mPointer && mCounter) || (!mPointer && !mCounter));
     if (mCounter->mStrong > 1) {
       --mCounter->mStrong;

@@ -37,7 +37,8 @@ class KVTSIM_EXPORT KVTSimRpm_WeakRef {
 
   // Observes other's object; assigning a handle to itself changes nothing.
   KVTSimRpm_WeakRef& operator=(KVTSimRpm_WeakRef const& other) {
-    if (this == &other) return *this;
+    if (this == &other)
+      return *this;
     // Take other's fields first: disconnecting may release the control block
     // only when other does not share it, so they stay valid.
     T* pointer = other.mPointer;
@@ -64,7 +65,8 @@ class KVTSIM_EXPORT KVTSimRpm_WeakRef {
 
   // A new strong handle to the object while it lives; otherwise a null one.
   KVTSimRpm_StrongRef<T> lock() const {
-    if (mCounter == nullptr || mCounter->mStrong == 0) return KVTSimRpm_StrongRef<T>();
+    if (mCounter == nullptr || mCounter->mStrong == 0)
+      return KVTSimRpm_StrongRef<T>();
     return KVTSimRpm_StrongRef<T>(mPointer, mCounter);
   }
 
@@ -95,11 +97,13 @@ class KVTSIM_EXPORT KVTSimRpm_WeakRef {
     mPointer = object;
     mCounter = counter;
     KVTSIM_ASSERT((mPointer && mCounter) || (!mPointer && !mCounter));
-    if (mCounter != nullptr) ++mCounter->mWeak;
+    if (mCounter != nullptr)
+      ++mCounter->mWeak;
   }
 
   void Disconnect() {
-    if (!mPointer && !mCounter) return;
+    if (!mPointer && !mCounter)
+      return;
     KVTSIM_ASSERT((mPointer && mCounter) || (!mPointer && !mCounter));
     if (--mCounter->mWeak == 0 && mCounter->mStrong == 0) {
       delete mCounter;

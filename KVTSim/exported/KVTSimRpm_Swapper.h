@@ -104,7 +104,8 @@ class KVTSIM_EXPORT KVTSimRpm_Swapper {
   // width of T). T is int, unsigned int or unsigned long long.
   template <typename T>
   static unsigned int ExternalizeScalar(char* stored, T const& value) {
-    static_assert(IsStoredScalar<T>(), "stored scalars are int, unsigned int or unsigned long long");
+    static_assert(IsStoredScalar<T>(),
+                  "stored scalars are int, unsigned int or unsigned long long");
     KVTSimRpm_SwapperTraits<sizeof(T)>::Externalize(stored, &value);
     return sizeof(T);
   }
@@ -112,7 +113,8 @@ class KVTSIM_EXPORT KVTSimRpm_Swapper {
   // Reads value from file order at stored; returns the bytes read.
   template <typename T>
   static unsigned int InternalizeScalar(char const* stored, T& value) {
-    static_assert(IsStoredScalar<T>(), "stored scalars are int, unsigned int or unsigned long long");
+    static_assert(IsStoredScalar<T>(),
+                  "stored scalars are int, unsigned int or unsigned long long");
     KVTSimRpm_SwapperTraits<sizeof(T)>::Internalize(stored, &value);
     return sizeof(T);
   }

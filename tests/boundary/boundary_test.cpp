@@ -9,7 +9,9 @@
 #include "KVTSimPoolManager.h"
 
 // Oversized requests must come back as errors, not sanitizer aborts.
-extern "C" char const* __asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" char const* __asan_default_options() {
+  return "allocator_may_return_null=1";
+}
 
 namespace {
 

@@ -35,8 +35,7 @@ namespace {
 
 }  // namespace
 
-unsigned int KVTSimRpm_Swapper::ExternalizeScalarUnsafe(char* stored, void const* host,
-                                                        int size) {
+unsigned int KVTSimRpm_Swapper::ExternalizeScalarUnsafe(char* stored, void const* host, int size) {
   switch (size) {
     case 2:
       KVTSimRpm_SwapperTraits<2>::Externalize(stored, host);
@@ -53,8 +52,7 @@ unsigned int KVTSimRpm_Swapper::ExternalizeScalarUnsafe(char* stored, void const
   return static_cast<unsigned int>(size);
 }
 
-unsigned int KVTSimRpm_Swapper::InternalizeScalarUnsafe(char const* stored, void* host,
-                                                        int size) {
+unsigned int KVTSimRpm_Swapper::InternalizeScalarUnsafe(char const* stored, void* host, int size) {
   switch (size) {
     case 2:
       KVTSimRpm_SwapperTraits<2>::Internalize(stored, host);
