@@ -1,0 +1,42 @@
+#include "KVTSimRpm_Matrix.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "KVTBasMem.h"
+#include "KVTBasMemoryExhausted.h"
+
+KVTSimRpm_Matrix::KVTSimRpm_Matrix(int n) : mDimension(n), mCells(nullptr) {
+  if (n < 1)
+    return;
+  std::size_t bytes = static_cast<std::size_t>(n) * static_cast<std::size_t>(n) * sizeof(int);
+  if (n > kMaxDimension) {
+    // Cell indices are ints: a larger table could not be addressed.
+    KVTBasMemoryExhausted error(bytes);
+    error.Throw(__FILE__, __LINE__);
+  }
+  mCells = reinterpret_cast<int*>(mem_OperatorNewThrowBuiltin(bytes));
+  // Every byte 0xFF makes every cell -1: "not known yet".
+  std::memset(mCells, 0xFF, bytes);
+}
+
+KVTSimRpm_Matrix::~KVTSimRpm_Matrix() {
+  mem_Free(mCells);
+}
+
+void KVTSimRpm_Matrix::FillFrom(KVTSimRpm_Matrix const& other) noexcept {
+  int m = mDimension < other.mDimension ? mDimension : other.mDimension;
+  for (int row = 0; row < m; ++row) {
+    std::memcpy(&MutItem(row, 0), &other.mCells[other.mDimension * row],
+                static_cast<std::size_t>(m) * sizeof(int));
+  }
+}
+
+void KVTSimRpm_Matrix::Swap(KVTSimRpm_Matrix& other) noexcept {
+  int dimension = mDimension;
+  int* cells = mCells;
+  mDimension = other.mDimension;
+  mCells = other.mCells;
+  other.mDimension = dimension;
+  other.mCells = cells;
+}

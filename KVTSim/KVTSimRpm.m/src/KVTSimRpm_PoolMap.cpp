@@ -1,0 +1,86 @@
+#include "KVTSimRpm_PoolMap.h"
+
+#include <cstring>
+
+#include "KVTSimExc.h"
+#include "KVTSimUttAssert.h"
+
+KVTSimRpm_PoolMap::KVTSimRpm_PoolMap() : mMatrix(0) {}
+
+KVTSimRpm_PoolMap::~KVTSimRpm_PoolMap() = default;
+
+int KVTSimRpm_PoolMap::NewSlot(char const* uuid) {
+  int s = LookupByUUID(uuid);
+  if (s >= 0 && !Pool(s).Null()) {
+    KVTSimExcPoolAlreadyInDoc error;
+    error.Throw(__FILE__, __LINE__);
+  }
+  int n = Length();
+  // Grow the matrix before appending, so that a failure leaves the slot list
+  // and the matrix the same size.
+  KVTSimRpm_Matrix grown(n + 1);
+  mItemList.Append(KVTSimRpm_PoolMapItem(uuid));
+  grown.FillFrom(mMatrix);
+  mMatrix.Swap(grown);
+  return n;
+}
+
+int KVTSimRpm_PoolMap::LookupByUUID(char const* uuid) const {
+  int const n = Length();
+  for (int slot = 0; slot < n; ++slot) {
+    char const* candidate = mItemList.UncheckedConstGet(slot).mUUID;
+    if (std::memcmp(candidate, uuid, KVTSimRpm_PoolMapItem::kUUIDLength) == 0)
+      return slot;
+  }
+  return -1;
+}
+
+bool KVTSimRpm_PoolMap::IsDuplicate(char const* uuid) const {
+  int s = LookupByUUID(uuid);
+  return s >= 0 && !mItemList.UncheckedConstGet(s).mPool.Null();
+}
+
+void KVTSimRpm_PoolMap::SetPool(int slot, KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> const& pool) {
+  KVTSIM_ASSERT(slot >= 0);
+  KVTSIM_ASSERT(slot < mItemList.Length());
+  mItemList.Get(slot).mPool = pool;
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_PoolMap::Pool(int slotInMap) const {
+  CheckSlot(slotInMap);
+  return mItemList.UncheckedConstGet(slotInMap).mPool;
+}
+
+char const* KVTSimRpm_PoolMap::UUID(int slotInMap) const {
+  CheckSlot(slotInMap);
+  return mItemList.UncheckedConstGet(slotInMap).mUUID;
+}
+
+void KVTSimRpm_PoolMap::Remove(int slotInMap) {
+  CheckSlot(slotInMap);
+  mItemList.Get(slotInMap).mPool.Nullify();
+}
+
+void KVTSimRpm_PoolMap::AddReference(int srcSlotInMap, int dstSlotInMap, int srcSlotInDir) {
+  CheckPair(srcSlotInMap, dstSlotInMap);
+  mMatrix.MutItem(srcSlotInMap, dstSlotInMap) = srcSlotInDir;
+}
+
+int KVTSimRpm_PoolMap::GetDirectoryIndex(int srcSlotInMap, int dstSlotInMap) const {
+  CheckPair(srcSlotInMap, dstSlotInMap);
+  return mMatrix.Item(srcSlotInMap, dstSlotInMap);
+}
+
+void KVTSimRpm_PoolMap::CheckSlot(int slotInMap) const {
+  KVTSIM_ASSERT(slotInMap >= 0);
+  KVTSIM_ASSERT(slotInMap < mItemList.Length());
+}
+
+void KVTSimRpm_PoolMap::CheckPair(int srcSlotInMap, int dstSlotInMap) const {
+  KVTSIM_ASSERT(srcSlotInMap >= 0);
+  KVTSIM_ASSERT(srcSlotInMap < mItemList.Length());
+  KVTSIM_ASSERT(dstSlotInMap >= 0);
+  KVTSIM_ASSERT(dstSlotInMap < mItemList.Length());
+  // Invariant: the matrix covers every slot.
+  KVTSIM_ASSERT(mMatrix.Dimension() == mItemList.Length());
+}
