@@ -23,9 +23,22 @@
 #include "KVTSimRpm_Swapper.h"
 #include "KVTSimRpm_WeakRef.h"
 #include "cow_List.h"
+#include "cow_ListIter.h"
 
-// Documents.
+// Public handles and locators.
 #include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_File.h"
+#include "KVTSimRpm_Locator.h"
+#include "KVTSimRpm_Pool.h"
+#include "KVTSimRpm_PoolDirectory.h"
+
+// Implementation classes.
 #include "KVTSimRpm_DocumentImpl.h"
+#include "KVTSimRpm_FileImpl.h"
+#include "KVTSimRpm_Matrix.h"
+#include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_PoolImpl.h"
+#include "KVTSimRpm_PoolMap.h"
+#include "KVTSimRpm_PoolMapItem.h"
 
 #endif  // KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_

@@ -1,10 +1,25 @@
-// KVTSimRpm_Document: a caller's document of container files.
+// The public handles of the pool manager: a document and its files, pools and
+// directories.
+//
+// KVTSimRpm_Document owns its implementation. KVTSimRpm_File and
+// KVTSimRpm_Pool are weak: they never keep a file or pool alive and are valid
+// only while the file is open in its document; used after that they raise
+// KVTBasAssertException ("mCounter->mStrong != 0"), and a default handle
+// ("mPointer && mCounter"). KVTSimRpm_PoolDirectory is strong: it keeps its
+// directory alive. The handles add no locking.
+//
+// REQUIRES: external synchronization; a document and everything reached
+// through it are used by one thread at a time.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 
 #include "KVTSimExport.h"
+#include "KVTSimRpm_File.h"
+#include "KVTSimRpm_PoolDirectory.h"
 #include "KVTString.h"
+
+class KVTSimRpm_DocumentImpl;
 
 class KVTSIM_EXPORT KVTSimRpm_Document {
  public:
@@ -18,6 +33,48 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
     FileTypeOldSim = 2,  // signature with format version 1 or 2
   };
 
+  // A document whose pools carry the first 4 bytes at sig as user signature.
+  // Raises KVTSimExcValidationFailure when sig is null.
+  explicit KVTSimRpm_Document(char const* sig);
+  KVTSimRpm_Document(KVTSimRpm_Document const&) = delete;
+  KVTSimRpm_Document& operator=(KVTSimRpm_Document const&) = delete;
+
+  // Releases the document and its files without writing anything: call
+  // Flush or Close first to keep what was written.
+  ~KVTSimRpm_Document();
+
+  // Adds a file: AccessRead opens an existing file read-only, AccessUpdate
+  // for reading and writing, AccessWrite empties or creates it and writes one
+  // new pool. A file already in the document is returned as it was opened
+  // (AccessRead, AccessUpdate); AccessWrite on such a file raises
+  // KVTSimExcCantCreateFile. Open and load errors (KVTSimUttOSError, the
+  // KVTSimExc kinds of a damaged file) leave the document unchanged.
+  KVTSimRpm_File AddFile(KVTString const& fileName, AccessMode mode);
+
+  // Creates a new file in directory with a unique name made from stem ("stem",
+  // then "stem-1", "stem-2", ...; an existing file is never overwritten),
+  // with one new pool.
+  KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem);
+
+  // Creates a temporary file "kvtsim-XXXXXX" (mode 0600) in directory ("/tmp"
+  // when empty), with one new pool; it is removed when the file is closed.
+  KVTSimRpm_File CreateTemporary(KVTString const& directory);
+
+  // A free-standing directory with a fresh identifier, for serialising
+  // references in the caller's memory.
+  KVTSimRpm_PoolDirectory NewDirectory();
+
+  // Writes the current pool header of every open file and makes the data durable.
+  void Flush();
+
+  // Closes every file; the document then holds no file, a fresh pool map and
+  // an all-zero user signature.
+  void Close();
+
+  // Closes one file. Raises KVTSimExcCantGetFile when this document does not
+  // hold it.
+  void Close(KVTSimRpm_File const& file);
+
   // Probes the first 9 bytes of the file (format signature and version byte)
   // without loading anything. Writes nothing.
   // Raises KVTSimUttOSError when the file cannot be opened or read.
@@ -28,6 +85,11 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // Raises KVTSimExcNotSimFile when the file is shorter than 9 bytes, and
   // KVTSimUttOSError when it cannot be opened or read.
   static bool BinaryUpgradeRequired(KVTString const& fileName);
+
+ private:
+  KVTSimRpm_DocumentImpl& Impl() const;
+
+  KVTSimRpm_DocumentImpl* mImpl;
 };
 
 #endif  // KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_

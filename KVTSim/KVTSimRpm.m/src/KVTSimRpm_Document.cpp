@@ -1,6 +1,62 @@
 #include "KVTSimRpm_Document.h"
 
+#include "KVTSimExc.h"
 #include "KVTSimRpm_DocumentImpl.h"
+
+namespace {
+
+[[noreturn]] void RaiseValidationFailure(int line) {
+  KVTSimExcValidationFailure error;
+  error.Throw(__FILE__, line);
+}
+
+}  // namespace
+
+KVTSimRpm_Document::KVTSimRpm_Document(char const* sig)
+    : mImpl(sig != nullptr ? new KVTSimRpm_DocumentImpl(sig) : nullptr) {
+  if (mImpl == nullptr)
+    RaiseValidationFailure(__LINE__);
+}
+
+KVTSimRpm_Document::~KVTSimRpm_Document() {
+  delete mImpl;
+  mImpl = nullptr;
+}
+
+KVTSimRpm_DocumentImpl& KVTSimRpm_Document::Impl() const {
+  if (mImpl == nullptr)
+    RaiseValidationFailure(__LINE__);
+  return *mImpl;
+}
+
+KVTSimRpm_File KVTSimRpm_Document::AddFile(KVTString const& fileName, AccessMode mode) {
+  return KVTSimRpm_File(Impl().AddFile(fileName, mode));
+}
+
+KVTSimRpm_File KVTSimRpm_Document::CreateGenerated(KVTString const& directory,
+                                                   KVTString const& stem) {
+  return KVTSimRpm_File(Impl().CreateGenerated(directory, stem));
+}
+
+KVTSimRpm_File KVTSimRpm_Document::CreateTemporary(KVTString const& directory) {
+  return KVTSimRpm_File(Impl().CreateTemporary(directory));
+}
+
+KVTSimRpm_PoolDirectory KVTSimRpm_Document::NewDirectory() {
+  return KVTSimRpm_PoolDirectory(Impl().NewDirectory());
+}
+
+void KVTSimRpm_Document::Flush() {
+  Impl().Flush();
+}
+
+void KVTSimRpm_Document::Close() {
+  Impl().Close();
+}
+
+void KVTSimRpm_Document::Close(KVTSimRpm_File const& file) {
+  Impl().Close(file.mImpl);
+}
 
 KVTSimRpm_Document::FileType KVTSimRpm_Document::GetFileType(KVTString const& fileName) {
   return KVTSimRpm_DocumentImpl::GetFileType(fileName);

@@ -4,13 +4,137 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_Format.h"
+#include "KVTSimUttAssert.h"
+#include "KVTSimUttFileUtils.h"
 #include "KVTSimUttOSFile.h"
+#include "cow_ListIter.h"
+
+KVTSimRpm_DocumentImpl::KVTSimRpm_DocumentImpl(char const* sig) : mPoolMap(new KVTSimRpm_PoolMap) {
+  std::memcpy(mSig, sig, kSigLength);
+}
+
+KVTSimRpm_DocumentImpl::~KVTSimRpm_DocumentImpl() = default;
+
+KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> KVTSimRpm_DocumentImpl::NewDirectory() {
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> directory(
+      new KVTSimRpm_PoolDirectoryImpl(Map()));
+  directory->Init(nullptr);
+  return directory;
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::AddFile(
+    KVTString const& name, KVTSimRpm_Document::AccessMode mode) {
+  if (mode != KVTSimRpm_Document::AccessWrite) {
+    FileRef same = FindSameFile(name);
+    if (!same.Null())
+      return same;
+  } else if (KVTSimUttFileUtils::FileExists(name) && !FindSameFile(name).Null()) {
+    // Emptying a file that this document has open would destroy its pools.
+    KVTSimExcCantCreateFile error((KVTSimUttExceptionString<1024>(name)));
+    error.Throw(__FILE__, __LINE__);
+  }
+  FileRef file(new KVTSimRpm_FileImpl(*this));
+  try {
+    switch (mode) {
+      case KVTSimRpm_Document::AccessWrite:
+        file->OpenWrite(name);
+        break;
+      case KVTSimRpm_Document::AccessUpdate:
+        file->OpenUpdate(name);
+        break;
+      case KVTSimRpm_Document::AccessRead:
+        file->OpenRead(name);
+        break;
+      default:
+        KVTSIM_ASSERT(!"Bad mode.");
+    }
+  } catch (...) {
+    // The file object is discarded: its pools must not stay bound in the map,
+    // so that the same file can be added again.
+    file->DetachPools();
+    throw;
+  }
+  return Adopt(file);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::CreateGenerated(KVTString const& a,
+                                                                              KVTString const& b) {
+  FileRef file(new KVTSimRpm_FileImpl(*this));
+  try {
+    file->CreateGenerated(a, b);
+  } catch (...) {
+    file->DetachPools();
+    throw;
+  }
+  return Adopt(file);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::CreateTemporary(KVTString const& a) {
+  FileRef file(new KVTSimRpm_FileImpl(*this));
+  try {
+    file->CreateTemporary(a);
+  } catch (...) {
+    file->DetachPools();
+    throw;
+  }
+  return Adopt(file);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::Adopt(FileRef const& file) {
+  mFileList.Append(file);
+  return file;
+}
+
+KVTSimRpm_DocumentImpl::FileRef KVTSimRpm_DocumentImpl::FindSameFile(KVTString const& name) const {
+  for (cow_ListIter<FileRef> it(mFileList); it.NotDone(); it.Next()) {
+    FileRef const& file = it.CurrentItem();
+    if (!file.Null() && KVTSimUttFileUtils::SameFile(file->FileName(), name))
+      return file;
+  }
+  return FileRef();
+}
+
+void KVTSimRpm_DocumentImpl::Flush() {
+  for (cow_ListIter<FileRef> it(mFileList); it.NotDone(); it.Next()) {
+    FileRef const& file = it.CurrentItem();
+    if (!file.Null())
+      file->Flush();
+  }
+}
+
+void KVTSimRpm_DocumentImpl::Close() {
+  for (cow_ListIter<FileRef> it(mFileList); it.NotDone(); it.Next()) {
+    FileRef const& file = it.CurrentItem();
+    if (!file.Null())
+      file->Close();
+  }
+  mFileList.Clear();
+  mPoolMap = KVTSimRpm_StrongRef<KVTSimRpm_PoolMap>(new KVTSimRpm_PoolMap);
+  std::memset(mSig, 0, kSigLength);
+}
+
+void KVTSimRpm_DocumentImpl::Close(KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> const& file) {
+  // A handle whose file is gone cannot name a file of this document (its
+  // address may even have been reused by another file).
+  FileRef target = file.lock();
+  int const n = mFileList.Length();
+  for (int i = 0; !target.Null() && i < n; ++i) {
+    if (!mFileList.ConstGet(i).SameObject(target))
+      continue;
+    target->Close();
+    mFileList.Get(i).Nullify();
+    return;
+  }
+  KVTSimExcCantGetFile error;
+  error.Throw(__FILE__, __LINE__);
+}
 
 KVTSimRpm_Document::FileType KVTSimRpm_DocumentImpl::GetFileType(KVTString const& fileName) {
   KVTSimUttOSFile file;
   file.OpenRead(fileName);
   char probe[kKVTSimRpmProbeLength];
-  if (file.Read(probe, sizeof probe) < sizeof probe) return KVTSimRpm_Document::FileTypeNotSim;
+  if (file.Read(probe, sizeof probe) < sizeof probe)
+    return KVTSimRpm_Document::FileTypeNotSim;
   file.Close();
   if (std::memcmp(probe, kKVTSimRpmFormatSignature, sizeof kKVTSimRpmFormatSignature) != 0) {
     return KVTSimRpm_Document::FileTypeNotSim;

@@ -1,0 +1,274 @@
+#include "KVTSimRpm_FileImpl.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_Buffer.h"
+#include "KVTSimRpm_DocumentImpl.h"
+#include "KVTSimRpm_PoolMap.h"
+#include "KVTSimRpm_TidyLock.h"
+#include "KVTSimUttAssert.h"
+#include "cow_ListIter.h"
+
+namespace {
+
+template <typename Kind>
+[[noreturn]] void Raise(int line) {
+  Kind error;
+  error.Throw(__FILE__, line);
+}
+
+}  // namespace
+
+KVTSimRpm_FileImpl::KVTSimRpm_FileImpl(KVTSimRpm_DocumentImpl& document)
+    : mDocument(document), mCurrentPoolIndex(-1), mFileLength(0), mPosition(0) {}
+
+KVTSimRpm_FileImpl::~KVTSimRpm_FileImpl() = default;
+
+void KVTSimRpm_FileImpl::OpenRead(KVTString const& name) {
+  mOSFile.OpenRead(name);
+  mFileLength = mOSFile.FileSize();
+  Load();
+}
+
+void KVTSimRpm_FileImpl::OpenUpdate(KVTString const& name) {
+  mOSFile.OpenUpdate(name);
+  mFileLength = mOSFile.FileSize();
+  Load();
+}
+
+void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name) {
+  mOSFile.OpenWrite(name);
+  CreateFirstPool();
+}
+
+void KVTSimRpm_FileImpl::CreateGenerated(KVTString const& a, KVTString const& b) {
+  mOSFile.CreateGenerated(a, b, false);
+  CreateFirstPool();
+}
+
+void KVTSimRpm_FileImpl::CreateTemporary(KVTString const& a) {
+  mOSFile.CreateTemporary(a);
+  CreateFirstPool();
+}
+
+void KVTSimRpm_FileImpl::CreateFirstPool() {
+  NewPool(static_cast<char const*>(nullptr));
+}
+
+void KVTSimRpm_FileImpl::Load() {
+  std::uint64_t offset = 0;
+  while (offset < mFileLength) {
+    PoolRef pool(new KVTSimRpm_PoolImpl(*this, NewDirectory(), offset));
+    pool->Load(mFileLength);
+    AddLoadedPool(pool);
+    offset += pool->Length();
+  }
+  if (ReadOnly() || mCurrentPoolIndex < 0)
+    return;
+  // The last pool of a writable file is open: its header stores length 0 so
+  // that a reader takes its length from the end of the file.
+  PoolRef current = mPoolContainer.ConstGet(mCurrentPoolIndex);
+  current->SetFrozen(false);
+  current->Dump();
+}
+
+void KVTSimRpm_FileImpl::AddLoadedPool(PoolRef const& pool) {
+  mCurrentPoolIndex = mPoolContainer.Length();
+  mPoolContainer.Append(pool);
+  mDocument.Map()->SetPool(pool->Directory()->SlotInMap(), pool);
+}
+
+void KVTSimRpm_FileImpl::MakeCurrent(PoolRef const& pool) {
+  if (mCurrentPoolIndex >= 0)
+    mPoolContainer.ConstGet(mCurrentPoolIndex)->Freeze();
+  AddLoadedPool(pool);
+  pool->SetFrozen(false);
+  pool->Dump();
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
+    KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& directory) {
+  if (ReadOnly())
+    Raise<KVTSimExcNewPoolReadOnly>(__LINE__);
+  PoolRef dropped = DropEmptyCurrentPool();
+  if (!dropped.Null())
+    mFileLength = dropped->Location();
+  PoolRef pool(new KVTSimRpm_PoolImpl(*this, directory, mFileLength));
+  pool->Init();
+  MakeCurrent(pool);
+  return pool;
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(char const* uuid) {
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> directory = NewDirectory();
+  directory->Init(uuid);
+  return NewPool(directory);
+}
+
+KVTSimRpm_FileImpl::PoolRef KVTSimRpm_FileImpl::DropEmptyCurrentPool() {
+  if (mCurrentPoolIndex < 0)
+    return PoolRef();
+  PoolRef current = mPoolContainer.ConstGet(mCurrentPoolIndex);
+  if (current->Length() != current->HeaderLength())
+    return PoolRef();
+  mDocument.Map()->Remove(current->Directory()->SlotInMap());
+  mPoolContainer.Resize(mCurrentPoolIndex);
+  --mCurrentPoolIndex;
+  return current;
+}
+
+void KVTSimRpm_FileImpl::RestoreDroppedPool(PoolRef const& dropped) {
+  if (dropped.Null())
+    return;
+  AddLoadedPool(dropped);
+  // Its header may have been overwritten by the failed copy.
+  dropped->Dump();
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::AppendPool(KVTSimRpm_PoolImpl& source) {
+  if (ReadOnly())
+    Raise<KVTSimExcNewPoolReadOnly>(__LINE__);
+  KVTSimRpm_PoolDirectoryImpl const& sourceDirectory = *source.Directory();
+  char uuid[KVTSimRpm_PoolMapItem::kUUIDLength];
+  std::memcpy(uuid, sourceDirectory.Map()->UUID(sourceDirectory.SlotInMap()), sizeof uuid);
+  if (mDocument.Map()->IsDuplicate(uuid))
+    Raise<KVTSimExcPoolAlreadyInDoc>(__LINE__);
+
+  std::uint64_t const oldFileLength = mFileLength;
+  std::uint64_t const oldSize = mOSFile.FileSize();
+  std::uint64_t start = mFileLength;
+  PoolRef dropped = DropEmptyCurrentPool();
+  if (!dropped.Null())
+    start = dropped->Location();
+  PoolRef copy;
+  try {
+    CopyPoolBytes(source, start);
+    copy = PoolRef(new KVTSimRpm_PoolImpl(*this, NewDirectory(), start));
+    copy->Load(mFileLength);
+  } catch (...) {
+    // Leave the file as it was: size, logical length and chain.
+    Truncate(oldSize);
+    mFileLength = oldFileLength;
+    RestoreDroppedPool(dropped);
+    throw;
+  }
+  MakeCurrent(copy);
+  return copy;
+}
+
+void KVTSimRpm_FileImpl::CopyPoolBytes(KVTSimRpm_PoolImpl& source, std::uint64_t start) {
+  std::uint64_t sourceOffset = source.Location();
+  std::uint64_t remaining = source.Length();
+  std::uint64_t destination = start;
+  Truncate(start + remaining);
+  Buffer buffer(kCopyChunk);
+  while (remaining != 0) {
+    std::uint64_t chunk = std::min(remaining, kCopyChunk);
+    std::uint64_t n = source.File().Read(sourceOffset, chunk, buffer.Data());
+    if (n == 0)
+      Raise<KVTSimExcShortPool>(__LINE__);
+    Write(destination, n, buffer.Data());
+    sourceOffset += n;
+    destination += n;
+    remaining -= n;
+  }
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::Pool() const {
+  KVTSIM_ASSERT(mCurrentPoolIndex >= 0);
+  return mPoolContainer.ConstGet(mCurrentPoolIndex);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::Pool(unsigned int requested) const {
+  // Widened so that the check compares without a sign conversion.
+  long long const index = requested;
+  KVTSIM_VALIDATE(index < mPoolContainer.Length());
+  return mPoolContainer.ConstGet(static_cast<int>(index));
+}
+
+bool KVTSimRpm_FileImpl::IsCurrentPool(KVTSimRpm_PoolImpl const* pool) const {
+  return mCurrentPoolIndex >= 0 && mPoolContainer.ConstGet(mCurrentPoolIndex).Get() == pool;
+}
+
+void KVTSimRpm_FileImpl::Flush() {
+  if (!ReadOnly() && mCurrentPoolIndex >= 0)
+    mPoolContainer.ConstGet(mCurrentPoolIndex)->Dump();
+  mOSFile.Flush();
+}
+
+void KVTSimRpm_FileImpl::Close() {
+  if (!ReadOnly() && mCurrentPoolIndex >= 0)
+    mPoolContainer.ConstGet(mCurrentPoolIndex)->Dump();
+  mOSFile.Flush();
+  DetachPools();
+  mOSFile.Close();
+}
+
+void KVTSimRpm_FileImpl::DetachPools() {
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolMap> map = mDocument.Map().lock();
+  if (map.Null())
+    return;  // the document's map is gone: nothing to detach from
+  for (cow_ListIter<PoolRef> it(mPoolContainer); it.NotDone(); it.Next()) {
+    map->Remove(it.CurrentItem()->Directory()->SlotInMap());
+  }
+}
+
+std::uint64_t KVTSimRpm_FileImpl::Read(std::uint64_t offset, std::uint64_t length, char* buffer) {
+  KVTSimRpm_TidyLock lock(mOSFile.Mutex());
+  if (offset != mPosition) {
+    mOSFile.Seek(offset);
+    mPosition = offset;
+  }
+  std::uint64_t n = 0;
+  try {
+    n = mOSFile.Read(buffer, length);
+  } catch (...) {
+    // A transfer that failed part-way leaves the position where the file
+    // object says, not where this cache would guess.
+    mPosition = mOSFile.Position();
+    throw;
+  }
+  mPosition += n;
+  return n;
+}
+
+void KVTSimRpm_FileImpl::Write(std::uint64_t offset, std::uint64_t length, char const* buffer) {
+  if (ReadOnly())
+    Raise<KVTSimExcWriteReadOnly>(__LINE__);
+  KVTSimRpm_TidyLock lock(mOSFile.Mutex());
+  if (offset != mPosition) {
+    mOSFile.Seek(offset);
+    mPosition = offset;
+  }
+  try {
+    mOSFile.WriteAll(buffer, length);
+  } catch (...) {
+    mPosition = mOSFile.Position();
+    throw;
+  }
+  mPosition += length;
+}
+
+void KVTSimRpm_FileImpl::Extend(std::uint64_t newLength) {
+  if (newLength <= mFileLength)
+    return;
+  if (ReadOnly())
+    Raise<KVTSimExcAllocReadOnly>(__LINE__);
+  mFileLength = newLength;
+}
+
+void KVTSimRpm_FileImpl::Truncate(std::uint64_t const& length) {
+  mOSFile.Truncate(length);
+  mFileLength = length;
+}
+
+char const* KVTSimRpm_FileImpl::Sig() const {
+  return mDocument.Sig();
+}
+
+KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> KVTSimRpm_FileImpl::NewDirectory() const {
+  return KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl>(
+      new KVTSimRpm_PoolDirectoryImpl(mDocument.Map()));
+}

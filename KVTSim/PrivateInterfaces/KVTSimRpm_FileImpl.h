@@ -1,0 +1,151 @@
+// KVTSimRpm_FileImpl: one container file of a document.
+//
+// The file is a chain of pool records laid end to end from offset 0, with no
+// header of its own. Pools are owned here, in file order; the last one is the
+// current pool, and in a writable file it is the only open (growable) one.
+// While the file is open each pool is bound in the document's pool map at its
+// directory's own slot.
+//
+// Raw access (Read, Write) works at absolute file offsets under the file's
+// mutex, and seeks only when the offset differs from where the last transfer
+// left the file. The logical length (FileLength) is where the next pool would
+// begin; the file is never padded out to it.
+//
+// REQUIRES: external synchronization for everything but Read and Write,
+// which lock the file's mutex themselves.
+
+#ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
+#define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
+
+#include <cstdint>
+
+#include "KVTBasMem.h"
+#include "KVTSimExport.h"
+#include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_PoolImpl.h"
+#include "KVTSimRpm_StrongRef.h"
+#include "KVTSimRpm_WeakRef.h"
+#include "KVTSimUttOSFile.h"
+#include "KVTString.h"
+#include "cow_List.h"
+
+class KVTSimRpm_DocumentImpl;
+
+class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
+ public:
+  // Pool copying moves data in chunks of this many bytes.
+  static constexpr std::uint64_t kCopyChunk = 262144;
+
+  // A file object of document with nothing open and no pool.
+  explicit KVTSimRpm_FileImpl(KVTSimRpm_DocumentImpl& document);
+  KVTSimRpm_FileImpl(KVTSimRpm_FileImpl const&) = delete;
+  KVTSimRpm_FileImpl& operator=(KVTSimRpm_FileImpl const&) = delete;
+
+  // Releases the pools and the file handle; writes nothing.
+  ~KVTSimRpm_FileImpl();
+
+  // Open an existing file read-only or for update and load its chain of
+  // pools; a writable file's last pool is thawed and its header rewritten
+  // with the open length. Raise KVTSimUttOSError when the file cannot be
+  // opened, and the load errors of KVTSimRpm_PoolImpl::Load.
+  void OpenRead(KVTString const& name);
+  void OpenUpdate(KVTString const& name);
+
+  // Open the file empty (OpenWrite), create a new uniquely named file in
+  // directory a from stem b (CreateGenerated), or a temporary file in
+  // directory a (CreateTemporary); then write a first, empty pool with a
+  // fresh identifier at offset 0.
+  void OpenWrite(KVTString const& name);
+  void CreateGenerated(KVTString const& a, KVTString const& b);
+  void CreateTemporary(KVTString const& a);
+
+  // Adds a new empty pool with directory at the end of the file and makes it
+  // current; an empty current pool is dropped and replaced first, and a
+  // current pool holding data is frozen with its exact length.
+  // Raises KVTSimExcNewPoolReadOnly on a read-only file (nothing changes).
+  // REQUIRES: directory is filled and bound to this document's map.
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(
+      KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& directory);
+
+  // As above with a new directory initialised with uuid (null: a fresh one).
+  // Raises the errors of KVTSimRpm_PoolDirectoryImpl::Init before any pool
+  // changes.
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(char const* uuid);
+
+  // Copies source, byte for byte as stored in its own file, onto the end of
+  // this file and makes the copy current. Raises KVTSimExcNewPoolReadOnly on a
+  // read-only file, KVTSimExcPoolAlreadyInDoc when the source's identifier is
+  // loaded in this document, KVTSimExcShortPool when the source file ends
+  // early (this file's size, logical length and chain are then restored),
+  // and the errors of KVTSimRpm_PoolImpl::Load for the copied header.
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> AppendPool(KVTSimRpm_PoolImpl& source);
+
+  // The current pool. A file without pools fails "mCurrentPoolIndex >= 0".
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> Pool() const;
+
+  // The pool at index in file order. An index not below PoolCount() fails the
+  // validation check "index < mPoolContainer.Length()".
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> Pool(unsigned int index) const;
+
+  unsigned int PoolCount() const noexcept {
+    return static_cast<unsigned int>(mPoolContainer.Length());
+  }
+
+  // True when pool is this file's current pool.
+  bool IsCurrentPool(KVTSimRpm_PoolImpl const* pool) const;
+
+  // Writes the current pool's header back (writable files) and makes the
+  // file's data durable.
+  void Flush();
+
+  // Writes the current pool's header back (writable files), flushes, detaches
+  // every pool from the document's pool map and closes the file. The pools
+  // stay with the object until it is destroyed.
+  void Close();
+
+  // Detaches every pool from the document's pool map without any I/O; used
+  // when the file is discarded after a failed open.
+  void DetachPools();
+
+  // Raw access at absolute offsets (see the class comment). Read returns the
+  // count delivered (0 at the end of the file) and is not bounded by the
+  // logical length. Write raises KVTSimExcWriteReadOnly on a read-only file
+  // before touching anything.
+  std::uint64_t Read(std::uint64_t offset, std::uint64_t length, char* buffer);
+  void Write(std::uint64_t offset, std::uint64_t length, char const* buffer);
+
+  // Raises the logical length to newLength; KVTSimExcAllocReadOnly when that
+  // would grow a read-only file. A smaller or equal length changes nothing.
+  void Extend(std::uint64_t newLength);
+
+  // Sets the file's size and logical length to length.
+  void Truncate(std::uint64_t const& length);
+
+  KVTString const& FileName() const noexcept { return mOSFile.FileName(); }
+  bool ReadOnly() const noexcept { return mOSFile.ReadOnly(); }
+  char const* Sig() const;
+  std::uint64_t FileLength() const noexcept { return mFileLength; }
+  KVTSimRpm_DocumentImpl& Document() const noexcept { return mDocument; }
+
+ private:
+  using PoolRef = KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl>;
+
+  void Load();
+  void CreateFirstPool();
+  void AddLoadedPool(PoolRef const& pool);
+  PoolRef DropEmptyCurrentPool();
+  void RestoreDroppedPool(PoolRef const& dropped);
+  void CopyPoolBytes(KVTSimRpm_PoolImpl& source, std::uint64_t start);
+  void MakeCurrent(PoolRef const& pool);
+  // An empty directory bound to the document's pool map.
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> NewDirectory() const;
+
+  KVTSimRpm_DocumentImpl& mDocument;
+  KVTSimUttOSFile mOSFile;
+  cow_List<PoolRef> mPoolContainer;
+  int mCurrentPoolIndex;
+  std::uint64_t mFileLength;
+  std::uint64_t mPosition;
+};
+
+#endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_

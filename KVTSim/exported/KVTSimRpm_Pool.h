@@ -1,0 +1,53 @@
+// KVTSimRpm_Pool: a weak handle to one pool of an open file (see
+// KVTSimRpm_Document.h).
+
+#ifndef KVTSIM_EXPORTED_KVTSIMRPM_POOL_H_
+#define KVTSIM_EXPORTED_KVTSIMRPM_POOL_H_
+
+#include <cstdint>
+
+#include "KVTSimExport.h"
+#include "KVTSimRpm_Locator.h"
+#include "KVTSimRpm_PoolDirectory.h"
+#include "KVTSimRpm_WeakRef.h"
+#include "KVTString.h"
+
+class KVTSimRpm_PoolImpl;
+
+class KVTSIM_EXPORT KVTSimRpm_Pool {
+ public:
+  KVTSimRpm_Pool(KVTSimRpm_Pool const& other);
+  KVTSimRpm_Pool& operator=(KVTSimRpm_Pool const& other);
+  ~KVTSimRpm_Pool();
+
+  // Locators at data offset 0 and at the end of the data.
+  KVTSimRpm_Locator const Start() const;
+  KVTSimRpm_Locator const End() const;
+
+  // Grows the pool by n bytes (written later through locators) and returns a
+  // locator at the first of them. Raises KVTSimExcImmutablePool when the pool
+  // is not its file's open pool (or the file is read-only).
+  KVTSimRpm_Locator Allocate(std::uint64_t n);
+
+  bool ReadOnly() const;
+
+  // The pool's directory, shared.
+  KVTSimRpm_PoolDirectory const Directory() const;
+
+  // Bytes in the data area (not counting header and directory).
+  std::uint64_t Length() const;
+
+  // The pool's 32-character identifier.
+  KVTString const GetGUID() const;
+
+  // The implementation, for the library's own streams.
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> const& Impl() const noexcept { return mImpl; }
+
+ private:
+  friend class KVTSimRpm_File;
+  explicit KVTSimRpm_Pool(KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> const& impl);
+
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> mImpl;
+};
+
+#endif  // KVTSIM_EXPORTED_KVTSIMRPM_POOL_H_

@@ -1,0 +1,34 @@
+// KVTSimRpm_PoolDirectory: a strong handle to a pool directory; it keeps the
+// directory alive (see KVTSimRpm_Document.h).
+
+#ifndef KVTSIM_EXPORTED_KVTSIMRPM_POOLDIRECTORY_H_
+#define KVTSIM_EXPORTED_KVTSIMRPM_POOLDIRECTORY_H_
+
+#include "KVTSimExport.h"
+#include "KVTSimRpm_StrongRef.h"
+#include "KVTString.h"
+
+class KVTSimRpm_PoolDirectoryImpl;
+
+class KVTSIM_EXPORT KVTSimRpm_PoolDirectory {
+ public:
+  KVTSimRpm_PoolDirectory(KVTSimRpm_PoolDirectory const& other);
+  KVTSimRpm_PoolDirectory& operator=(KVTSimRpm_PoolDirectory const& other);
+  ~KVTSimRpm_PoolDirectory();
+
+  // The directory's 32-character identifier. Fails the map handle's check
+  // once the document's pool map is gone (document closed or destroyed).
+  KVTString const GetGUID() const;
+
+  // The implementation, for the library's own streams.
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& Impl() const noexcept { return mImpl; }
+
+ private:
+  friend class KVTSimRpm_Document;
+  friend class KVTSimRpm_Pool;
+  explicit KVTSimRpm_PoolDirectory(KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& impl);
+
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> mImpl;
+};
+
+#endif  // KVTSIM_EXPORTED_KVTSIMRPM_POOLDIRECTORY_H_

@@ -1,0 +1,208 @@
+// Files as chains of pools: opening in each mode, new and appended pools,
+// read-only refusals, and references between files of one document.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_DocumentImpl.h"
+#include "KVTSimRpm_PoolImpl.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using Doc = KVTSimRpm_Document;
+using kvtsim_test::ReadBytes;
+
+class FileChainTest : public testing::Test {
+ protected:
+  static KVTSimRpm_PoolImpl& Impl(KVTSimRpm_Pool const& pool) { return *pool.Impl().Get(); }
+
+  // Allocates n bytes at the end of the file's current pool and fills them.
+  static void Append(KVTSimRpm_File& file, std::string const& bytes) {
+    KVTSimRpm_Locator at = file.Allocate(bytes.size());
+    Impl(file.Pool()).Write(at.Offset(), bytes.size(), bytes.data());
+  }
+
+  // Writes a file of three pools holding "one", "two" and "three".
+  void WriteThreePools(std::string const& name) {
+    Doc document("USR1");
+    KVTSimRpm_File file = document.AddFile(dir_.Name(name), Doc::AccessWrite);
+    Append(file, "one");
+    file.NewPool(nullptr);
+    Append(file, "two");
+    file.NewPool(nullptr);
+    Append(file, "three");
+    document.Close();
+  }
+
+  static std::string Data(KVTSimRpm_Pool const& pool) {
+    std::string bytes(pool.Length(), '\0');
+    Impl(pool).Read(0, bytes.size(), &bytes[0]);
+    return bytes;
+  }
+
+  kvtsim_test::TempDir dir_;
+};
+
+}  // namespace
+
+TEST_F(FileChainTest, ReadOnlyFileHandsOutItsPoolsAndRefusesChanges) {
+  WriteThreePools("a.sim");
+  Doc document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+  EXPECT_TRUE(file.ReadOnly());
+  ASSERT_EQ(file.PoolCount(), 3u);
+  EXPECT_EQ(Data(file.Pool()), "three");
+  EXPECT_EQ(Data(file.Pool(0)), "one");
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { file.Pool(3); }), "index < mPoolContainer.Length()");
+
+  EXPECT_THROW(file.Allocate(1), KVTSimExcImmutablePool);
+  EXPECT_THROW(file.NewPool(nullptr), KVTSimExcNewPoolReadOnly);
+  EXPECT_THROW(Impl(file.Pool()).Write(0, 1, "x"), KVTSimExcWriteReadOnly);
+  EXPECT_THROW(Impl(file.Pool()).Dump(), KVTSimExcWriteReadOnly);
+  document.Close();
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).find('x'), std::string::npos);
+}
+
+TEST_F(FileChainTest, UpdateReopensTheLastPoolAndKeepsExtending) {
+  WriteThreePools("a.sim");
+  std::string stored = ReadBytes(dir_.File("a.sim"));
+  Doc document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessUpdate);
+  Append(file, "+more");
+  document.Close();
+
+  Doc reader("USR1");
+  KVTSimRpm_File again = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+  EXPECT_EQ(again.PoolCount(), 3u);
+  EXPECT_EQ(Data(again.Pool()), "three+more");
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(0, stored.size()), stored);
+}
+
+TEST_F(FileChainTest, OpeningForUpdateRewritesAnExactLastLengthAsOpen) {
+  WriteThreePools("a.sim");
+  std::string bytes = ReadBytes(dir_.File("a.sim"));
+  std::size_t last = bytes.rfind(std::string("\x89SIM", 4));
+  kvtsim_test::Patch(dir_.File("a.sim"), last + 20,
+                     "00000000000" + std::to_string(100000 + bytes.size() - last).substr(1));
+  Doc document("USR1");
+  document.AddFile(dir_.Name("a.sim"), Doc::AccessUpdate);
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(last + 20, 16), std::string(16, '0'));
+}
+
+TEST_F(FileChainTest, NewPoolReplacesAnEmptyCurrentPool) {
+  Doc document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+  std::string dropped = file.Pool().GetGUID().CStr();
+  file.NewPool(nullptr);
+  EXPECT_EQ(file.PoolCount(), 1u);
+  EXPECT_EQ(file.Pool().Length(), 0u);
+  EXPECT_NE(std::string(file.Pool().GetGUID().CStr()), dropped);
+  // The dropped identifier is free again: a pool may take it.
+  file.NewPool(dropped.c_str());
+  EXPECT_EQ(std::string(file.Pool().GetGUID().CStr()), dropped);
+  document.Close();
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).size(), 48u + 3 * 32u) << "one pool, three slots";
+}
+
+TEST_F(FileChainTest, EmptyFilesHoldNoPool) {
+  kvtsim_test::WriteBytes(dir_.File("empty.sim"), "");
+  Doc document("USR1");
+  KVTSimRpm_File reader = document.AddFile(dir_.Name("empty.sim"), Doc::AccessRead);
+  EXPECT_EQ(reader.PoolCount(), 0u);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { reader.Pool(); }), "mCurrentPoolIndex >= 0");
+
+  kvtsim_test::WriteBytes(dir_.File("empty2.sim"), "");
+  KVTSimRpm_File writer = document.AddFile(dir_.Name("empty2.sim"), Doc::AccessUpdate);
+  writer.NewPool(nullptr);
+  document.Close();
+  EXPECT_EQ(ReadBytes(dir_.File("empty2.sim")).substr(0, 4), "\x89SIM");
+}
+
+TEST_F(FileChainTest, OpenWriteStartsOverAtOffsetZero) {
+  WriteThreePools("a.sim");
+  Doc document("USR1");
+  document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+  document.Close();
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).size(), 80u);
+}
+
+TEST_F(FileChainTest, AppendPoolCopiesLargePoolsByteForByte) {
+  std::string payload(262144 * 2 + 1000, '\0');
+  for (std::size_t i = 0; i < payload.size(); ++i)
+    payload[i] = static_cast<char>(i * 7 + i / 251);
+  Doc source("USR1");
+  KVTSimRpm_File from = source.AddFile(dir_.Name("src.sim"), Doc::AccessWrite);
+  Append(from, payload);
+  std::string sourceBytes = ReadBytes(dir_.File("src.sim"));
+
+  Doc target("USR1");
+  KVTSimRpm_File to = target.AddFile(dir_.Name("dst.sim"), Doc::AccessWrite);
+  to.AppendPool(from.Pool());
+  EXPECT_EQ(to.PoolCount(), 1u) << "the empty first pool was replaced";
+  EXPECT_EQ(to.Pool().GetGUID(), from.Pool().GetGUID());
+  EXPECT_EQ(Data(to.Pool()), payload);
+  target.Close();
+  EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), sourceBytes);
+  EXPECT_THROW(source.AddFile(dir_.Name("again.sim"), Doc::AccessWrite).AppendPool(from.Pool()),
+               KVTSimExcPoolAlreadyInDoc);
+}
+
+TEST_F(FileChainTest, FailedAppendRestoresTheFile) {
+  Doc source("USR1");
+  KVTSimRpm_File from = source.AddFile(dir_.Name("src.sim"), Doc::AccessWrite);
+  Append(from, std::string(1000, 's'));
+  source.Flush();
+  kvtsim_test::Shrink(dir_.File("src.sim"), 500);  // the source ends early
+
+  Doc target("USR1");
+  KVTSimRpm_File to = target.AddFile(dir_.Name("dst.sim"), Doc::AccessWrite);
+  std::string id = to.Pool().GetGUID().CStr();
+  std::string before = ReadBytes(dir_.File("dst.sim"));
+  EXPECT_THROW(to.AppendPool(from.Pool()), KVTSimExcShortPool);
+  EXPECT_EQ(to.PoolCount(), 1u);
+  EXPECT_EQ(std::string(to.Pool().GetGUID().CStr()), id);
+  EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
+
+  Doc foreign("USR2");  // another user signature: the copy's header is refused
+  KVTSimRpm_File other = foreign.AddFile(dir_.Name("other.sim"), Doc::AccessWrite);
+  EXPECT_THROW(to.AppendPool(other.Pool()), KVTSimExcUserSigMismatch);
+  EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
+}
+
+TEST_F(FileChainTest, ReferencesBetweenFilesSurviveReopeningInANewDocument) {
+  std::string aId;
+  {
+    Doc document("USR1");
+    KVTSimRpm_File a = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+    KVTSimRpm_File b = document.AddFile(dir_.Name("b.sim"), Doc::AccessWrite);
+    aId = a.Pool().GetGUID().CStr();
+    Append(a, "in a");
+    Append(b, "in b");
+    document.Close();
+  }
+  Doc document("USR1");
+  KVTSimRpm_File b = document.AddFile(dir_.Name("b.sim"), Doc::AccessRead);
+  KVTSimRpm_File a = document.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+  // b's pool was made after a's, so its directory names a's pool at slot 1.
+  KVTSimRpm_PoolDirectoryImpl& bDirectory = *Impl(b.Pool()).Directory();
+  int aSlot = Impl(a.Pool()).Directory()->SlotInMap();
+  EXPECT_EQ(bDirectory.ExternalizeReference(aSlot), 1);
+  EXPECT_EQ(bDirectory.InternalizeReference(1), aSlot);
+  EXPECT_EQ(std::string(a.Pool().GetGUID().CStr()), aId);
+}
+
+TEST_F(FileChainTest, HandlesOfAClosedFileRaiseInsteadOfReachingFreedMemory) {
+  Doc document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+  KVTSimRpm_Pool pool = file.Pool();
+  KVTSimRpm_Locator start = pool.Start();
+  document.Close(file);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { file.PoolCount(); }), "mCounter->mStrong != 0");
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { pool.Length(); }), "mCounter->mStrong != 0");
+  EXPECT_EQ(start.GetGUID().GetLengthInByte(), 32u) << "map slots outlive their pools";
+  EXPECT_THROW(document.Close(file), KVTSimExcCantGetFile);
+}

@@ -1,0 +1,85 @@
+// Helpers shared by the tests: temporary directories, file bytes and checks.
+
+#ifndef KVTSIM_TESTS_KVTSIM_TEST_UTIL_H_
+#define KVTSIM_TESTS_KVTSIM_TEST_UTIL_H_
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "KVTBasAssertException.h"
+#include "KVTString.h"
+
+namespace kvtsim_test {
+
+// A fresh directory under /tmp, removed with everything in it.
+class TempDir {
+ public:
+  TempDir() {
+    char pattern[] = "/tmp/kvtsim-test-XXXXXX";
+    if (mkdtemp(pattern) == nullptr)
+      std::abort();
+    path_ = pattern;
+  }
+  ~TempDir() { std::system(("rm -rf '" + path_ + "'").c_str()); }
+
+  std::string const& Path() const { return path_; }
+  std::string File(std::string const& name) const { return path_ + "/" + name; }
+  KVTString Name(std::string const& name) const { return KVTString(File(name).c_str()); }
+
+ private:
+  std::string path_;
+};
+
+inline std::string ReadBytes(std::string const& file) {
+  std::ifstream in(file, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+inline void WriteBytes(std::string const& file, std::string const& bytes) {
+  std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+// Overwrites bytes of the file at offset (the file keeps its other bytes).
+inline void Patch(std::string const& file, std::size_t offset, std::string const& bytes) {
+  std::string all = ReadBytes(file);
+  all.replace(offset, bytes.size(), bytes);
+  WriteBytes(file, all);
+}
+
+inline void Shrink(std::string const& file, std::size_t size) {
+  if (truncate(file.c_str(), static_cast<off_t>(size)) != 0)
+    std::abort();
+}
+
+// A little-endian 32-bit field as stored bytes.
+inline std::string U32(std::uint32_t v) {
+  std::string s(4, '\0');
+  for (int i = 0; i < 4; ++i)
+    s[i] = static_cast<char>(v >> (8 * i));
+  return s;
+}
+
+// Runs fn and returns the expression text of the check it fails, or
+// "(none)"; the check's report on standard error is swallowed.
+template <typename Fn>
+std::string FailedCheck(Fn fn) {
+  testing::internal::CaptureStderr();
+  std::string expression = "(none)";
+  try {
+    fn();
+  } catch (KVTBasAssertException const& e) {
+    expression = e.Expression();
+  }
+  testing::internal::GetCapturedStderr();
+  return expression;
+}
+
+}  // namespace kvtsim_test
+
+#endif  // KVTSIM_TESTS_KVTSIM_TEST_UTIL_H_

@@ -1,0 +1,68 @@
+// Locators as values: arithmetic, comparison and identity.
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "KVTSimRpm_Document.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using Doc = KVTSimRpm_Document;
+
+class LocatorTest : public testing::Test {
+ protected:
+  LocatorTest() : document_("USR1") {
+    file_ =
+        std::make_unique<KVTSimRpm_File>(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite));
+  }
+
+  kvtsim_test::TempDir dir_;
+  Doc document_;
+  std::unique_ptr<KVTSimRpm_File> file_;
+};
+
+}  // namespace
+
+TEST_F(LocatorTest, DefaultLocatorIsNullAndNeverSamePool) {
+  KVTSimRpm_Locator none;
+  EXPECT_TRUE(none.Null());
+  EXPECT_FALSE(none.SamePool(none));
+  EXPECT_FALSE(file_->Start().SamePool(none));
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { (void)(none == none); }), "mPointer && mCounter");
+}
+
+TEST_F(LocatorTest, ArithmeticIsModuloTwoToThe64) {
+  KVTSimRpm_Locator start = file_->Allocate(100);
+  KVTSimRpm_Locator ten = start + 10;
+  EXPECT_EQ(ten.Offset(), 10u);
+  EXPECT_EQ(KVTSimRpm_Locator(start, 10), ten);
+  EXPECT_EQ(ten - start, 10u);
+  EXPECT_EQ(start - ten, ~0ull - 9);
+  EXPECT_EQ((start - 1).Offset(), ~0ull);
+  ten += 5;
+  EXPECT_EQ(ten.Offset(), 15u);
+  EXPECT_TRUE(start < ten);
+  EXPECT_TRUE(ten <= ten);
+  EXPECT_FALSE(ten < start);
+}
+
+TEST_F(LocatorTest, OrderingAcrossPoolsFailsSamePool) {
+  KVTSimRpm_Locator first = file_->Allocate(10);
+  file_->NewPool(nullptr);
+  KVTSimRpm_Locator second = file_->Pool().Start();
+  EXPECT_FALSE(first.SamePool(second));
+  EXPECT_FALSE(first == second);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { (void)(first < second); }), "SamePool(that)");
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { (void)(first - second); }), "SamePool(that)");
+}
+
+TEST_F(LocatorTest, IdentifierOutlivesTheClosedFile) {
+  KVTSimRpm_Locator at = file_->Allocate(4);
+  KVTString id = file_->Pool().GetGUID();
+  document_.Close(*file_);
+  EXPECT_EQ(at.GetGUID(), id);
+  EXPECT_FALSE(at.Null());
+}

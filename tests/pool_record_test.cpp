@@ -1,0 +1,216 @@
+// Pool records: the stored header bytes, growth and bounds, and every error
+// path of the loader, on real files.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_DocumentImpl.h"
+#include "KVTSimRpm_PoolImpl.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using kvtsim_test::Patch;
+using kvtsim_test::ReadBytes;
+using kvtsim_test::U32;
+
+std::string const kSignature("\x89SIM\r\n\x1A\n", 8);
+
+class PoolRecordTest : public testing::Test {
+ protected:
+  // The implementation behind a public pool handle.
+  static KVTSimRpm_PoolImpl& Impl(KVTSimRpm_Pool const& pool) { return *pool.Impl().Get(); }
+
+  // Writes a file of two pools: the first frozen with 100 data bytes 'a',
+  // the second open and empty. Returns the first pool's identifier.
+  std::string WriteTwoPools(std::string const& name) {
+    KVTSimRpm_Document document("USR1");
+    KVTSimRpm_File file = document.AddFile(dir_.Name(name), KVTSimRpm_Document::AccessWrite);
+    KVTSimRpm_Locator at = file.Allocate(100);
+    Impl(file.Pool()).Write(at.Offset(), 100, std::string(100, 'a').data());
+    std::string id = file.Pool().GetGUID().CStr();
+    file.NewPool(nullptr);
+    document.Close();
+    return id;
+  }
+
+  // Adds the file read-only to a fresh document and returns the error kind
+  // raised, or "" when it loads.
+  std::string LoadError(std::string const& name) {
+    KVTSimRpm_Document document("USR1");
+    try {
+      document.AddFile(dir_.Name(name), KVTSimRpm_Document::AccessRead);
+    } catch (KVTBasException const& e) {
+      std::string text = e.AsString(KVTBasStringModeShort).CStr();
+      return text.substr(0, text.find('('));
+    }
+    return "";
+  }
+
+  kvtsim_test::TempDir dir_;
+};
+
+}  // namespace
+
+TEST_F(PoolRecordTest, NewPoolHeaderIsStoredByteForByte) {
+  KVTSimRpm_Document document("USR1extra");  // only 4 bytes are the signature
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessWrite);
+  std::string id = file.Pool().GetGUID().CStr();
+  EXPECT_EQ(file.Pool().Length(), 0u);
+  document.Close();
+  std::string expected = kSignature + '\x06' + std::string(7, '\0') + "USR1" +
+                         std::string(16, '0') + U32(2) + U32(0) + U32(1) + id;
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")), expected);
+}
+
+TEST_F(PoolRecordTest, FrozenPoolStoresItsExactLength) {
+  std::string first = WriteTwoPools("a.sim");
+  std::string bytes = ReadBytes(dir_.File("a.sim"));
+  ASSERT_EQ(bytes.size(), 180u + 112u);
+  EXPECT_EQ(bytes.substr(20, 16), "0000000000000180");
+  EXPECT_EQ(bytes.substr(80, 100), std::string(100, 'a'));
+  // The second pool lists itself and the first one; it is stored open.
+  EXPECT_EQ(bytes.substr(180 + 20, 16), std::string(16, '0'));
+  EXPECT_EQ(bytes.substr(180 + 44, 4), U32(2));
+  EXPECT_EQ(bytes.substr(180 + 80, 32), first);
+}
+
+TEST_F(PoolRecordTest, AllocateMovesTheEndAndWriteStaysInBounds) {
+  KVTSimRpm_Document document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessWrite);
+  KVTSimRpm_Pool pool = file.Pool();
+  EXPECT_EQ(pool.Allocate(100).Offset(), 0u);
+  EXPECT_EQ(pool.End().Offset(), 100u);
+  EXPECT_EQ(Impl(pool).Length(), 180u);
+  EXPECT_EQ(pool.Allocate(8).Offset(), 100u);
+  EXPECT_TRUE(pool.Allocate(0) == pool.End());
+
+  try {
+    Impl(pool).Write(100, 9, "123456789");
+    ADD_FAILURE() << "write past the data area";
+  } catch (KVTSimExcIOBounds const& e) {
+    EXPECT_EQ(e.Start(), 100u);
+    EXPECT_EQ(e.End(), 109u);
+    EXPECT_EQ(e.Limit(), 108u);
+  }
+  EXPECT_THROW(Impl(pool).Write(~0ull, 2, "xy"), KVTSimExcIOBounds);  // no wrap-around
+  Impl(pool).Write(100, 8, "12345678");
+  char back[16] = {};
+  // Reads are not bounded by the data length: the file delivers what it has.
+  EXPECT_EQ(Impl(pool).Read(104, 16, back), 4u);
+  EXPECT_EQ(std::string(back, 4), "5678");
+}
+
+TEST_F(PoolRecordTest, FrozenPoolRefusesGrowthButTakesWritesInPlace) {
+  WriteTwoPools("a.sim");
+  KVTSimRpm_Document document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessUpdate);
+  KVTSimRpm_Pool first = file.Pool(0);
+  EXPECT_THROW(first.Allocate(1), KVTSimExcImmutablePool);
+  Impl(first).Write(10, 3, "xyz");
+  document.Close();
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(90, 3), "xyz");
+}
+
+TEST_F(PoolRecordTest, DumpAfterLoadCarriesHeaderWordsAndClearsReservedBytes) {
+  WriteTwoPools("a.sim");
+  Patch(dir_.File("a.sim"), 9, "RESERVD");
+  Patch(dir_.File("a.sim"), 36, U32(7) + U32(0xDEADBEEF));
+  std::string before = ReadBytes(dir_.File("a.sim"));
+  KVTSimRpm_Document document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessUpdate);
+  Impl(file.Pool(0)).Dump();
+  document.Close();
+  std::string after = ReadBytes(dir_.File("a.sim"));
+  EXPECT_EQ(after.substr(9, 7), std::string(7, '\0'));
+  EXPECT_EQ(after.substr(16, 180 - 16), before.substr(16, 180 - 16));
+}
+
+TEST_F(PoolRecordTest, ThawIsOnlyForTheLastPool) {
+  WriteTwoPools("a.sim");
+  KVTSimRpm_Document document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessUpdate);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { Impl(file.Pool(0)).Thaw(); }), "IsLastInFile()");
+  EXPECT_NO_THROW(Impl(file.Pool(1)).Thaw());
+}
+
+// The loader's error paths, each on a file damaged in one place.
+TEST_F(PoolRecordTest, LoaderRejectsEachKindOfDamage) {
+  struct Damage {
+    char const* what;
+    std::size_t offset;
+    std::string bytes;
+    char const* error;
+  } const damages[] = {
+      {"signature", 1, "sim", "KVTSimExcNotSimFile"},
+      {"version", 8, "\x05", "KVTSimExcNeedUpgrade"},
+      {"user signature", 16, "USR2", "KVTSimExcUserSigMismatch"},
+      {"length digit", 30, "x", "KVTSimExcCorruptHeader"},
+      {"length below header", 20, "0000000000000079", "KVTSimExcCorruptHeader"},
+      {"entry count 0", 44, U32(0), "KVTSimExcCorruptDirectory"},
+      {"negative entry count", 44, U32(0xFFFFFFFF), "KVTSimExcCorruptDirectory"},
+      {"huge entry count", 44, U32(0x7FFFFFFF), "KVTSimExcCorruptDirectory"},
+      {"count past the end", 180 + 44, U32(5), "KVTSimExcCorruptDirectory"},
+      {"second pool signature", 180, "X", "KVTSimExcNotSimFile"},
+  };
+  WriteTwoPools("good.sim");
+  std::string good = ReadBytes(dir_.File("good.sim"));
+  for (Damage const& d : damages) {
+    kvtsim_test::WriteBytes(dir_.File("bad.sim"), good);
+    Patch(dir_.File("bad.sim"), d.offset, d.bytes);
+    EXPECT_EQ(LoadError("bad.sim"), d.error) << d.what;
+  }
+}
+
+TEST_F(PoolRecordTest, LoaderRejectsShortHeadersAndDirectories) {
+  WriteTwoPools("a.sim");
+  std::string good = ReadBytes(dir_.File("a.sim"));
+  for (std::size_t size : {180u + 47u, 180u + 48u + 32u + 31u}) {
+    kvtsim_test::WriteBytes(dir_.File("b.sim"), good.substr(0, size));
+    EXPECT_EQ(LoadError("b.sim"),
+              size < 180 + 48 ? "KVTSimExcCorruptHeader" : "KVTSimExcCorruptDirectory")
+        << size;
+  }
+}
+
+TEST_F(PoolRecordTest, NeedUpgradeNamesVersionsAndFile) {
+  WriteTwoPools("old.sim");
+  Patch(dir_.File("old.sim"), 8, "\x05");
+  KVTSimRpm_Document document("USR1");
+  try {
+    document.AddFile(dir_.Name("old.sim"), KVTSimRpm_Document::AccessRead);
+    ADD_FAILURE() << "loaded";
+  } catch (KVTSimExcNeedUpgrade const& e) {
+    EXPECT_EQ(e.CurrentVersion(), 6u);
+    EXPECT_EQ(e.FoundVersion(), 5u);
+    EXPECT_EQ(std::string(e.FileName()), dir_.File("old.sim"));
+  }
+}
+
+TEST_F(PoolRecordTest, FailedLoadLeavesTheDocumentAsItWas) {
+  WriteTwoPools("a.sim");
+  std::string good = ReadBytes(dir_.File("a.sim"));
+  Patch(dir_.File("a.sim"), 180 + 16, "USR2");  // first pool loads, second fails
+  KVTSimRpm_Document document("USR1");
+  EXPECT_THROW(document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessRead),
+               KVTSimExcUserSigMismatch);
+  kvtsim_test::WriteBytes(dir_.File("a.sim"), good);
+  // Had the first pool stayed bound, it would now count as already loaded.
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessRead);
+  EXPECT_EQ(file.PoolCount(), 2u);
+}
+
+TEST_F(PoolRecordTest, FrozenLastPoolReachingPastTheEndStillOpens) {
+  WriteTwoPools("a.sim");
+  // A writer killed after allocating but before writing leaves such a file.
+  Patch(dir_.File("a.sim"), 180 + 20, "0000000000001000");
+  KVTSimRpm_Document document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessRead);
+  ASSERT_EQ(file.PoolCount(), 2u);
+  EXPECT_EQ(file.Pool().Length(), 1000u - 112u);
+  char buffer[64];
+  EXPECT_EQ(Impl(file.Pool()).Read(0, sizeof buffer, buffer), 0u);
+}
