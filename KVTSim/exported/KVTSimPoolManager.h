@@ -25,6 +25,16 @@
 #include "cow_List.h"
 #include "cow_ListIter.h"
 
+// Binary streams and the memory-pool overlay.
+#include "KVTSimRpm_BStreamAppendToPool.h"
+#include "KVTSimRpm_BStreamRead.h"
+#include "KVTSimRpm_BStreamReadBuffer.h"
+#include "KVTSimRpm_BStreamReadLocator.h"
+#include "KVTSimRpm_BStreamWrite.h"
+#include "KVTSimRpm_BStreamWriteBuffer.h"
+#include "KVTSimRpm_BStreamWriteLocator.h"
+#include "KVTSimRpm_MemoryPool.h"
+
 // Public handles and locators.
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_File.h"

@@ -17,10 +17,14 @@
 #define KVTSIM_EXPORTED_KVTSIMRPM_LOCATOR_H_
 
 #include "KVTSimExport.h"
+#include "KVTSimRpm_StrongRef.h"
 #include "KVTSimRpm_WeakRef.h"
 #include "KVTString.h"
 
+class KVTSimRpm_BStreamRead;
+class KVTSimRpm_BStreamWrite;
 class KVTSimRpm_MemoryPool;
+class KVTSimRpm_PoolDirectoryImpl;
 class KVTSimRpm_PoolImpl;
 class KVTSimRpm_PoolMap;
 
@@ -71,6 +75,37 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   // Drops the overlay; pool and offset stay.
   void DisconnectPool() noexcept { mMemoryPool = nullptr; }
 
+  // Reads up to length bytes at the locator into buffer; returns the count
+  // delivered. Served from the overlay when the locator lies in its range
+  // (stopping at the range's end); otherwise from the pool, not bounded by
+  // its data length. Raises KVTSimExcCantDerefLocator when the pool is not
+  // loaded in its document.
+  unsigned long long Read(unsigned long long length, char* buffer) const;
+
+  // Writes length bytes at the locator: into the overlay first (the range
+  // must hold them all: "Within(location, length)"), then into the pool.
+  // Raises KVTSimExcCantDerefLocator when the pool is not loaded,
+  // KVTSimExcIOBounds past the pool's data, KVTSimExcWriteReadOnly.
+  void Write(unsigned long long length, char const* data) const;
+
+  // Whether the pool's file is read-only. REQUIRES: the pool is loaded.
+  bool ReadOnly() const;
+
+  // The pool's directory, valid while the pool lives. REQUIRES: the pool is
+  // loaded.
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& Directory() const;
+
+  // Stores the locator as 12 bytes through s: offset low word, high word,
+  // then the target pool's directory slot in s.SourceDir() (-1 for a null
+  // locator). Raises KVTSimExcCantExternalizeLoc when that directory does not
+  // list the pool.
+  void ExternalizeImpl(KVTSimRpm_BStreamWrite& s) const;
+
+  // Reads a stored locator from s, decoding the directory slot against
+  // s.SourceDir(); the overlay becomes s.IMPool(). A stored -1 leaves map and
+  // slot as they were, with offset 0.
+  void InternalizeImpl(KVTSimRpm_BStreamRead& s);
+
   // The map slot (negative for none) and the data offset.
   int SlotInMap() const noexcept { return mSlot; }
   unsigned long long Offset() const noexcept { return mOffset; }
@@ -78,6 +113,9 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
 
  private:
   friend class KVTSimRpm_PoolImpl;
+
+  // The loaded pool, or KVTSimExcCantDerefLocator.
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl> LoadedPool() const;
 
   KVTSimRpm_Locator(KVTSimRpm_WeakRef<KVTSimRpm_PoolMap> const& map, int slot,
                     unsigned long long offset, KVTSimRpm_MemoryPool* memoryPool);

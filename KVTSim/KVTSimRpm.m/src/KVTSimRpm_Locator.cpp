@@ -2,7 +2,13 @@
 
 #include <cstring>
 
+#include "KVTSimExc.h"
+#include "KVTSimRpm_BStreamRead.h"
+#include "KVTSimRpm_BStreamWrite.h"
+#include "KVTSimRpm_MemoryPool.h"
+#include "KVTSimRpm_PoolImpl.h"
 #include "KVTSimRpm_PoolMap.h"
+#include "KVTSimRpm_Swapper.h"
 #include "KVTSimUttAssert.h"
 
 KVTSimRpm_Locator::KVTSimRpm_Locator() noexcept : mSlot(-1), mOffset(0), mMemoryPool(nullptr) {}
@@ -73,4 +79,65 @@ KVTString KVTSimRpm_Locator::GetGUID() const {
   std::memcpy(text, mMap->UUID(mSlot), KVTSimRpm_PoolMapItem::kUUIDLength);
   text[KVTSimRpm_PoolMapItem::kUUIDLength] = '\0';
   return KVTString::BuildFromUTF8(text);
+}
+
+KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl> KVTSimRpm_Locator::LoadedPool() const {
+  // A pool that died without being detached is as unreachable as a detached one.
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl> pool = mMap->Pool(mSlot).lock();
+  if (pool.Null()) {
+    KVTSimExcCantDerefLocator error;
+    error.Throw(__FILE__, __LINE__);
+  }
+  return pool;
+}
+
+unsigned long long KVTSimRpm_Locator::Read(unsigned long long length, char* buffer) const {
+  if (mMemoryPool != nullptr && mMemoryPool->Startin(*this)) {
+    return mMemoryPool->Read(*this, length, buffer);
+  }
+  return LoadedPool()->Read(mOffset, length, buffer);
+}
+
+void KVTSimRpm_Locator::Write(unsigned long long length, char const* data) const {
+  // Write-through: the overlay's copy first, then always the pool.
+  if (mMemoryPool != nullptr)
+    mMemoryPool->Write(*this, length, data);
+  LoadedPool()->Write(mOffset, length, data);
+}
+
+bool KVTSimRpm_Locator::ReadOnly() const {
+  return mMap->Pool(mSlot)->ReadOnly();
+}
+
+KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& KVTSimRpm_Locator::Directory() const {
+  return mMap->Pool(mSlot)->Directory();
+}
+
+void KVTSimRpm_Locator::ExternalizeImpl(KVTSimRpm_BStreamWrite& s) const {
+  // The reference is found before the stream hands out its span: a pool the
+  // directory does not list then leaves the stream untouched.
+  int reference = mSlot >= 0 ? s.SourceDir().ExternalizeReference(mSlot) : -1;
+  char* p = s.PrepWrite(12);
+  KVTSimRpm_Swapper::ExternalizeScalar(p + 8, reference);
+  KVTSimRpm_Swapper::ExternalizeScalar(p + 4, static_cast<unsigned int>(mOffset >> 32));
+  KVTSimRpm_Swapper::ExternalizeScalar(p, static_cast<unsigned int>(mOffset));
+}
+
+void KVTSimRpm_Locator::InternalizeImpl(KVTSimRpm_BStreamRead& s) {
+  char const* p = s.PrepRead(12);
+  // Copy the span out before the next call on the stream invalidates it.
+  unsigned int low = 0;
+  unsigned int high = 0;
+  int reference = 0;
+  KVTSimRpm_Swapper::InternalizeScalar(p, low);
+  KVTSimRpm_Swapper::InternalizeScalar(p + 4, high);
+  KVTSimRpm_Swapper::InternalizeScalar(p + 8, reference);
+  mOffset = 0;
+  if (reference >= 0) {
+    KVTSimRpm_PoolDirectoryImpl const& directory = s.SourceDir();
+    mSlot = directory.InternalizeReference(reference);
+    mMap = directory.Map();
+    mOffset = (static_cast<unsigned long long>(high) << 32) | low;
+  }
+  mMemoryPool = s.IMPool();
 }

@@ -1,0 +1,92 @@
+#include "KVTSimRpm_BStreamAppendToPool.h"
+
+#include <climits>
+#include <cstring>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimUttAssert.h"
+
+namespace {
+
+constexpr unsigned long long kMinChunk = 16;
+
+// A flush passes the pending count as a 32-bit length; larger chunks would
+// be cut silently.
+unsigned long long CheckedChunk(unsigned long long chunk) {
+  if (chunk > UINT_MAX) {
+    KVTSimExcRequestTooBig error(UINT_MAX, UINT_MAX);
+    error.Throw(__FILE__, __LINE__);
+  }
+  return chunk < kMinChunk ? kMinChunk : chunk;
+}
+
+}  // namespace
+
+KVTSimRpm_BStreamAppendToPool::KVTSimRpm_BStreamAppendToPool(KVTSimRpm_Pool const& pool,
+                                                             unsigned long long chunkSize)
+    : mPool(pool),
+      mStart(mPool.End()),
+      mWritten(0),
+      mCurrentEnd(mStart),
+      mChunk(CheckedChunk(chunkSize)),
+      mPending(0),
+      mBuffer(mem_OperatorNewThrowBuiltin(mChunk)) {}
+
+KVTSimRpm_BStreamAppendToPool::~KVTSimRpm_BStreamAppendToPool() {
+  try {
+    Flush();
+  } catch (...) {
+    // A destructor has no caller to receive the error; Flush() reports it.
+  }
+  mem_Free(mBuffer);
+}
+
+void KVTSimRpm_BStreamAppendToPool::ExtendAndWrite(char const* data, unsigned int length) {
+  if (!(mCurrentEnd == mPool.End())) {
+    // Someone else allocated in the pool: our data would no longer be contiguous.
+    KVTSimExcBrokenStream error;
+    error.Throw(__FILE__, __LINE__);
+  }
+  mWritten += length;
+  KVTSimRpm_Locator at = mPool.Allocate(length);
+  at.Write(length, data);
+  mCurrentEnd = mPool.End();
+}
+
+void KVTSimRpm_BStreamAppendToPool::Flush() {
+  if (mBuffer != nullptr && mPending != 0) {
+    ExtendAndWrite(mBuffer, static_cast<unsigned int>(mPending));
+  }
+  mPending = 0;
+  KVTSIM_ASSERT(mStart + Length() == mPool.End());
+}
+
+char* KVTSimRpm_BStreamAppendToPool::PrepWrite(unsigned long long requestedLength) {
+  KVTSIM_ASSERT(requestedLength > 0);
+  if (requestedLength > mChunk - mPending)
+    Flush();
+  if (requestedLength > mChunk - mPending) {
+    KVTSimExcRequestTooBig error(static_cast<unsigned>(requestedLength),
+                                 static_cast<unsigned>(mChunk));
+    error.Throw(__FILE__, __LINE__);
+  }
+  char* span = mBuffer + mPending;
+  mPending += requestedLength;
+  return span;
+}
+
+void KVTSimRpm_BStreamAppendToPool::Write(char const* data, unsigned int length) {
+  if (length == 0)
+    return;
+  if (length > mChunk - mPending) {
+    Flush();
+    ExtendAndWrite(data, length);
+    return;
+  }
+  std::memcpy(PrepWrite(length), data, length);
+}
+
+KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamAppendToPool::SourceDir() const {
+  return *mPool.End().Directory().Get();
+}

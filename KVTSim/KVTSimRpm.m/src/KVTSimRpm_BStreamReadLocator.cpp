@@ -1,0 +1,101 @@
+#include "KVTSimRpm_BStreamReadLocator.h"
+
+#include <climits>
+#include <cstring>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimUttAssert.h"
+
+namespace {
+
+constexpr unsigned long long kMinChunk = 16;
+
+// Chunks are handed to 32-bit counts; larger ones would be cut silently.
+unsigned long long CheckedChunk(unsigned long long chunk) {
+  if (chunk > UINT_MAX) {
+    KVTSimExcRequestTooBig error(UINT_MAX, UINT_MAX);
+    error.Throw(__FILE__, __LINE__);
+  }
+  return chunk < kMinChunk ? kMinChunk : chunk;
+}
+
+}  // namespace
+
+KVTSimRpm_BStreamReadLocator::KVTSimRpm_BStreamReadLocator(KVTSimRpm_Locator const& start,
+                                                           unsigned long long const& length,
+                                                           unsigned long long chunk)
+    : mStart(start),
+      mLimit(length),
+      mChunk(CheckedChunk(chunk)),
+      mBase(0),
+      mBufferPosition(0),
+      mFill(0),
+      mBuffer(nullptr) {}
+
+KVTSimRpm_BStreamReadLocator::~KVTSimRpm_BStreamReadLocator() {
+  mem_Free(mBuffer);
+}
+
+char const* KVTSimRpm_BStreamReadLocator::PrepRead(unsigned long long requestedLength) {
+  KVTSIM_ASSERT(requestedLength > 0);
+  if (mBuffer == nullptr) {
+    mBuffer = mem_OperatorNewThrowBuiltin(mChunk);
+    mFill = mBufferPosition = 0;
+  }
+  // Compared as "more than is left", so that no sum can wrap.
+  if (requestedLength > mFill - mBufferPosition)
+    Refill();
+  CheckLimit(mBase + mBufferPosition + requestedLength);
+  if (requestedLength > mFill - mBufferPosition) {
+    KVTSimExcRequestTooBig error(static_cast<unsigned>(requestedLength),
+                                 static_cast<unsigned>(mFill));
+    error.Throw(__FILE__, __LINE__);
+  }
+  char const* span = mBuffer + mBufferPosition;
+  mBufferPosition += requestedLength;
+  return span;
+}
+
+void KVTSimRpm_BStreamReadLocator::Refill() {
+  std::uint64_t keep = mFill - mBufferPosition;
+  std::memmove(mBuffer, mBuffer + mBufferPosition, keep);
+  // Rebase before reading: the logical position stays put if the read fails.
+  mBase += mBufferPosition;
+  mBufferPosition = 0;
+  mFill = keep;
+  mFill += (mStart + (mBase + keep)).Read(mChunk - keep, mBuffer + keep);
+}
+
+void KVTSimRpm_BStreamReadLocator::Read(char* buffer, unsigned int length) {
+  if (length == 0)
+    return;
+  CheckLimit(mBase + mBufferPosition + length);
+  if (length <= mChunk) {
+    std::memcpy(buffer, PrepRead(length), length);
+    return;
+  }
+  // Larger than a chunk: hand out what is buffered, then read the rest
+  // straight into the destination instead of copying it twice.
+  std::uint64_t buffered = mFill - mBufferPosition;
+  if (buffered != 0)
+    std::memcpy(buffer, mBuffer + mBufferPosition, buffered);
+  mBase += mFill;
+  mBufferPosition = mFill = 0;
+  mBase += (mStart + mBase).Read(length - buffered, buffer + buffered);
+}
+
+void KVTSimRpm_BStreamReadLocator::CheckLimit(std::uint64_t end) const {
+  if (mLimit != 0 && end > mLimit) {
+    KVTSimExcShortBuffer error(static_cast<unsigned>(end), static_cast<unsigned>(mLimit));
+    error.Throw(__FILE__, __LINE__);
+  }
+}
+
+KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamReadLocator::SourceDir() const {
+  return *mStart.Directory().Get();
+}
+
+KVTSimRpm_MemoryPool* KVTSimRpm_BStreamReadLocator::IMPool() const {
+  return mStart.IMPool();
+}

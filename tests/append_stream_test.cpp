@@ -1,0 +1,107 @@
+// The append-to-pool stream: one allocation per flush, and detection of
+// allocations made by anybody else.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_BStreamAppendToPool.h"
+#include "KVTSimRpm_BStreamReadLocator.h"
+#include "KVTSimRpm_Document.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using Doc = KVTSimRpm_Document;
+
+class AppendStreamTest : public testing::Test {
+ protected:
+  AppendStreamTest()
+      : document_("USR1"), file_(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite)) {}
+
+  std::string PoolData() {
+    std::string bytes(file_.Pool().Length(), '\0');
+    file_.Pool().Start().Read(bytes.size(), &bytes[0]);
+    return bytes;
+  }
+
+  kvtsim_test::TempDir dir_;
+  Doc document_;
+  KVTSimRpm_File file_;
+};
+
+}  // namespace
+
+TEST_F(AppendStreamTest, EachFlushAllocatesExactlyWhatItAppends) {
+  KVTSimRpm_BStreamAppendToPool out(file_.Pool(), 0);  // chunk 0 becomes 16
+  out.Write("0123456789", 10);
+  EXPECT_EQ(file_.Pool().Length(), 0u);
+  EXPECT_EQ(out.Length(), 10u);
+  out.Write("abcdefghij", 10);  // does not fit: the first 10 go, then these 10
+  EXPECT_EQ(file_.Pool().Length(), 20u);
+  EXPECT_EQ(out.Length(), 20u);
+  std::memcpy(out.PrepWrite(12), "PREPWRITE-12", 12);
+  std::memcpy(out.PrepWrite(12), "second-12...", 12);
+  EXPECT_EQ(file_.Pool().Length(), 32u);
+  try {
+    out.PrepWrite(17);
+    ADD_FAILURE() << "request larger than the chunk";
+  } catch (KVTSimExcRequestTooBig const& e) {
+    EXPECT_EQ(e.Requested(), 17u);
+    EXPECT_EQ(e.Capacity(), 16u);
+  }
+  EXPECT_EQ(PoolData(), "0123456789abcdefghijPREPWRITE-12second-12...");
+  out.Flush();  // nothing pending: no change, the invariant holds
+  EXPECT_EQ(file_.Pool().Length(), 44u);
+}
+
+TEST_F(AppendStreamTest, ForeignAllocationBreaksTheStream) {
+  KVTSimRpm_BStreamAppendToPool out(file_.Pool(), 16);
+  out.Write("first", 5);
+  out.Flush();
+  file_.Allocate(3);
+  out.Write("second", 6);
+  EXPECT_THROW(out.Flush(), KVTSimExcBrokenStream);
+  EXPECT_EQ(out.Length(), 11u) << "the bytes stay pending";
+  EXPECT_EQ(file_.Pool().Length(), 8u);
+
+  KVTSimRpm_BStreamAppendToPool idle(file_.Pool(), 16);
+  file_.Allocate(1);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { idle.Flush(); }), "mStart + Length() == mPool.End()");
+}
+
+TEST_F(AppendStreamTest, RecordsWithStringsAndLocatorsReadBack) {
+  KVTSimRpm_Locator first = file_.Pool().End();
+  {
+    KVTSimRpm_BStreamAppendToPool out(file_.Pool(), 64);
+    for (int i = 0; i < 20; ++i) {
+      Externalize(out, i);
+      out.Write(KVTString(std::string(i, 'x').c_str()));
+      Externalize(out, first);  // a reference into the pool itself
+    }
+  }  // destroyed: the rest is appended
+  KVTSimRpm_BStreamReadLocator in(first, file_.Pool().Length(), 64);
+  for (int i = 0; i < 20; ++i) {
+    int n = -1;
+    KVTString text;
+    KVTSimRpm_Locator back;
+    Internalize(in, n);
+    in.Read(text);
+    Internalize(in, back);
+    EXPECT_EQ(n, i);
+    EXPECT_EQ(text.GetLengthInByte(), static_cast<std::size_t>(i));
+    EXPECT_TRUE(back == first);
+  }
+}
+
+TEST_F(AppendStreamTest, ReadOnlyPoolRefusesAtTheFirstAppend) {
+  document_.Close();
+  Doc reader("USR1");
+  KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+  KVTSimRpm_BStreamAppendToPool out(file.Pool(), 16);
+  out.Write("x", 1);
+  EXPECT_THROW(out.Flush(), KVTSimExcImmutablePool);
+  EXPECT_THROW(KVTSimRpm_BStreamAppendToPool(file.Pool(), 1ull << 32), KVTSimExcRequestTooBig);
+}

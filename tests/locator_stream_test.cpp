@@ -1,0 +1,159 @@
+// Locator read and write streams over real pools, and references stored in
+// one file that point into another.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_BStreamReadLocator.h"
+#include "KVTSimRpm_BStreamWriteLocator.h"
+#include "KVTSimRpm_Document.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using Doc = KVTSimRpm_Document;
+
+class LocatorStreamTest : public testing::Test {
+ protected:
+  LocatorStreamTest() : document_("USR1"), file_(document_.AddFile(Name(), Doc::AccessWrite)) {
+    data_.resize(200);
+    for (std::size_t i = 0; i < data_.size(); ++i)
+      data_[i] = static_cast<char>(i);
+    start_ = file_.Allocate(data_.size());
+    start_.Write(data_.size(), data_.data());
+  }
+
+  KVTString Name() { return dir_.Name("a.sim"); }
+
+  kvtsim_test::TempDir dir_;
+  Doc document_;
+  KVTSimRpm_File file_;
+  std::string data_;
+  KVTSimRpm_Locator start_;
+};
+
+}  // namespace
+
+TEST_F(LocatorStreamTest, LimitAndChunkBoundRequests) {
+  KVTSimRpm_BStreamReadLocator limited(start_, 8, 0);  // chunk 0 becomes 16
+  limited.PrepRead(4);
+  limited.PrepRead(4);
+  try {
+    limited.PrepRead(4);
+    ADD_FAILURE() << "read past the limit";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 12u);
+    EXPECT_EQ(e.Available(), 8u);
+  }
+  KVTSimRpm_BStreamReadLocator chunked(start_, 0, 10);
+  try {
+    chunked.PrepRead(20);
+    ADD_FAILURE() << "request larger than the chunk";
+  } catch (KVTSimExcRequestTooBig const& e) {
+    EXPECT_EQ(e.Requested(), 20u);
+    EXPECT_EQ(e.Capacity(), 16u);
+  }
+  char twenty[20];
+  chunked.Read(twenty, 20);  // reads around the buffer
+  EXPECT_EQ(std::string(twenty, 20), data_.substr(0, 20));
+  EXPECT_THROW(KVTSimRpm_BStreamReadLocator(start_, 0, 1ull << 32), KVTSimExcRequestTooBig);
+}
+
+TEST_F(LocatorStreamTest, EndOfPoolStopsPrepRead) {
+  document_.Close();
+  Doc reader("USR1");
+  KVTSimRpm_File file = reader.AddFile(Name(), Doc::AccessRead);
+  KVTSimRpm_BStreamReadLocator tail(file.Pool().End() - 10, 0, 16);
+  EXPECT_EQ(tail.PrepRead(8)[0], data_[190]);
+  try {
+    tail.PrepRead(8);
+    ADD_FAILURE() << "read past the end of the file";
+  } catch (KVTSimExcRequestTooBig const& e) {
+    EXPECT_EQ(e.Requested(), 8u);
+    EXPECT_EQ(e.Capacity(), 2u);
+  }
+}
+
+TEST_F(LocatorStreamTest, InterleavedSmallAndLargeReadsKeepStreamOrder) {
+  KVTSimRpm_BStreamReadLocator in(start_, 0, 16);
+  std::string got(in.PrepRead(4), 4);
+  char large[100];
+  in.Read(large, 100);
+  got.append(large, 100);
+  got.append(in.PrepRead(4), 4);
+  in.Read(large, 7);
+  got.append(large, 7);
+  in.Read(large, 50);
+  got.append(large, 50);
+  EXPECT_EQ(got, data_.substr(0, got.size()));
+}
+
+TEST_F(LocatorStreamTest, WritesReachThePoolAtFlush) {
+  {
+    KVTSimRpm_BStreamWriteLocator out(start_, 0, 16);
+    std::memcpy(out.PrepWrite(4), "ABCD", 4);
+    char peek[4];
+    start_.Read(4, peek);
+    EXPECT_EQ(std::string(peek, 4), data_.substr(0, 4)) << "still pending";
+    out.Flush();
+    start_.Read(4, peek);
+    EXPECT_EQ(std::string(peek, 4), "ABCD");
+    out.Write(std::string(40, 'w').data(), 40);  // larger than the room: written directly
+    std::memcpy(out.PrepWrite(2), "zz", 2);
+  }  // the destructor flushes the last two bytes
+  char back[46];
+  start_.Read(46, back);
+  EXPECT_EQ(std::string(back, 46), "ABCD" + std::string(40, 'w') + "zz");
+}
+
+TEST_F(LocatorStreamTest, LimitRefusesAWriteWithoutWritingAnyOfIt) {
+  KVTSimRpm_BStreamWriteLocator out(start_, 10, 16);
+  out.Write("12345678", 8);
+  try {
+    out.Write("abcd", 4);
+    ADD_FAILURE() << "wrote past the limit";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 12u);
+    EXPECT_EQ(e.Available(), 10u);
+  }
+  out.Flush();
+  char back[12];
+  start_.Read(12, back);
+  EXPECT_EQ(std::string(back, 12), "12345678" + data_.substr(8, 4));
+  // Past the pool's data the pool itself refuses, at the flush.
+  KVTSimRpm_BStreamWriteLocator past(file_.End() - 2, 0, 16);
+  std::memcpy(past.PrepWrite(4), "over", 4);
+  EXPECT_THROW(past.Flush(), KVTSimExcIOBounds);
+}
+
+TEST_F(LocatorStreamTest, ReferencesIntoAnotherFileSurviveReopening) {
+  KVTSimRpm_File other = document_.AddFile(dir_.Name("b.sim"), Doc::AccessWrite);
+  other.Allocate(16);
+  KVTString text("in b");
+  // b's pool was made after a's: it lists a's pool, so store the reference in b.
+  KVTSimRpm_Locator record = other.Allocate(12 + 8);
+  {
+    KVTSimRpm_BStreamWriteLocator out(record, 20, 64);
+    Externalize(out, start_ + 5);
+    out.Write(text);
+    out.Flush();
+  }
+  document_.Close();
+
+  Doc reader("USR1");
+  KVTSimRpm_File b = reader.AddFile(dir_.Name("b.sim"), Doc::AccessRead);
+  KVTSimRpm_File a = reader.AddFile(Name(), Doc::AccessRead);
+  KVTSimRpm_BStreamReadLocator in(b.Pool().Start() + 16, 20, 64);
+  KVTSimRpm_Locator back;
+  Internalize(in, back);
+  KVTString backText;
+  in.Read(backText);
+  EXPECT_EQ(backText, text);
+  EXPECT_TRUE(back == a.Pool().Start() + 5);
+  char byte = 0;
+  back.Read(1, &byte);
+  EXPECT_EQ(byte, data_[5]);
+}

@@ -1,0 +1,112 @@
+// The memory-pool overlay and byte access through locators.
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_BStreamReadLocator.h"
+#include "KVTSimRpm_BStreamWriteLocator.h"
+#include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_MemoryPool.h"
+#include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using Doc = KVTSimRpm_Document;
+using kvtsim_test::FailedCheck;
+
+class MemoryPoolTest : public testing::Test {
+ protected:
+  MemoryPoolTest()
+      : document_("USR1"), file_(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite)) {
+    std::string data(1200, '\0');
+    for (std::size_t i = 0; i < data.size(); ++i)
+      data[i] = static_cast<char>(i % 251);
+    start_ = file_.Allocate(data.size());
+    start_.Write(data.size(), data.data());
+    data_ = data;
+  }
+
+  kvtsim_test::TempDir dir_;
+  Doc document_;
+  KVTSimRpm_File file_;
+  KVTSimRpm_Locator start_;
+  std::string data_;
+};
+
+}  // namespace
+
+TEST_F(MemoryPoolTest, RangeTestsAndShortReadsAtTheEnd) {
+  KVTSimRpm_MemoryPool overlay(start_ + 1000, 100);
+  EXPECT_TRUE(overlay.Startin(start_ + 1000));
+  EXPECT_TRUE(overlay.Startin(start_ + 1099));
+  EXPECT_FALSE(overlay.Startin(start_ + 999));
+  EXPECT_FALSE(overlay.Startin(start_ + 1100));
+  EXPECT_TRUE(overlay.Within(start_ + 1090, 10));
+  EXPECT_FALSE(overlay.Within(start_ + 1090, 11));
+  EXPECT_FALSE(overlay.Within(start_ + 1090, ~0ull));  // no wrap-around
+  char buffer[20];
+  EXPECT_EQ(overlay.Read(start_ + 1090, 20, buffer), 10u);
+  EXPECT_EQ(std::string(buffer, 10), data_.substr(1090, 10));
+
+  KVTSimRpm_File other = document_.AddFile(dir_.Name("b.sim"), Doc::AccessWrite);
+  KVTSimRpm_Locator elsewhere = other.Allocate(4);
+  EXPECT_FALSE(overlay.Within(elsewhere, 1));
+  EXPECT_EQ(FailedCheck([&] { overlay.Startin(elsewhere); }), "SamePool(that)");
+  EXPECT_EQ(FailedCheck([&] { overlay.Read(elsewhere, 1, buffer); }),
+            "mLocator.SamePool(location)");
+  EXPECT_EQ(FailedCheck([&] { overlay.Read(start_ + 999, 1, buffer); }), "mLocator <= location");
+  EXPECT_EQ(FailedCheck([&] { overlay.Read(start_ + 1100, 1, buffer); }),
+            "location < mLocator + mSize");
+  EXPECT_EQ(FailedCheck([&] { overlay.Write(start_ + 1095, 10, buffer); }),
+            "Within(location, length)");
+  EXPECT_EQ(FailedCheck([&] { KVTSimRpm_MemoryPool(start_ + 1100, 1 << 20); }), "r == mSize");
+}
+
+TEST_F(MemoryPoolTest, OverlayServesReadsAndTakesWritesThrough) {
+  KVTSimRpm_MemoryPool overlay(start_ + 100, 50);
+  KVTSimRpm_Locator inside(start_ + 110, overlay);
+  // Change the pool behind the overlay's back: reads inside still see the copy.
+  (start_ + 110).Write(3, "new");
+  char buffer[60];
+  EXPECT_EQ(inside.Read(60, buffer), 40u) << "stops at the overlay's end";
+  EXPECT_EQ(std::string(buffer, 3), data_.substr(110, 3));
+  KVTSimRpm_Locator before(start_ + 50, overlay);
+  EXPECT_EQ(before.Read(60, buffer), 60u) << "outside the range: from the pool";
+
+  inside.Write(3, "xyz");
+  inside.Read(3, buffer);
+  EXPECT_EQ(std::string(buffer, 3), "xyz");
+  (start_ + 110).Read(3, buffer);
+  EXPECT_EQ(std::string(buffer, 3), "xyz");
+}
+
+TEST_F(MemoryPoolTest, LocatorsReadFromAnOverlaidStreamInheritTheOverlay) {
+  KVTSimRpm_Locator record = file_.Allocate(12);
+  {
+    KVTSimRpm_BStreamWriteLocator out(record, 12, 16);
+    Externalize(out, start_ + 7);
+  }
+  KVTSimRpm_MemoryPool overlay(record, 12);
+  KVTSimRpm_BStreamReadLocator in(KVTSimRpm_Locator(record, overlay), 12, 16);
+  KVTSimRpm_Locator back;
+  Internalize(in, back);
+  EXPECT_EQ(back.IMPool(), &overlay);
+  // It points outside the overlay's range: reads are served by the pool.
+  char byte = 0;
+  EXPECT_EQ(back.Read(1, &byte), 1u);
+  EXPECT_EQ(byte, data_[7]);
+}
+
+TEST_F(MemoryPoolTest, LocatorOfAClosedFileCannotBeDereferenced) {
+  KVTSimRpm_Locator at = start_ + 5;
+  EXPECT_FALSE(at.ReadOnly());
+  EXPECT_EQ(at.Directory()->GetGUID(), file_.Pool().GetGUID());
+  document_.Close(file_);
+  char byte;
+  EXPECT_THROW(at.Read(1, &byte), KVTSimExcCantDerefLocator);
+  EXPECT_THROW(at.Write(1, "x"), KVTSimExcCantDerefLocator);
+  EXPECT_EQ(FailedCheck([&] { at.ReadOnly(); }), "mPointer && mCounter");
+}
