@@ -25,6 +25,10 @@ function(kvtsim_program_options target)
 endfunction()
 
 function(kvtsim_sanitizer_options target)
+  if(KVTSIM_TSAN)
+    target_compile_options(${target} PRIVATE -fsanitize=thread -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=thread)
+  endif()
   if(KVTSIM_SANITIZE)
     target_compile_options(${target} PRIVATE
         -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
