@@ -45,7 +45,6 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamReadLocator : public KVTSimRpm_BStreamRead 
 
  private:
   void Refill();
-  void CheckLimit(std::uint64_t end) const;
 
   KVTSimRpm_Locator mStart;
   std::uint64_t mLimit;

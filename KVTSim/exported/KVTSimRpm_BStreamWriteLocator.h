@@ -47,8 +47,6 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamWriteLocator : public KVTSimRpm_BStreamWrit
   KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
 
  private:
-  void CheckLimit(std::uint64_t end) const;
-
   KVTSimRpm_Locator mStart;
   std::uint64_t mLimit;
   std::uint64_t mChunk;

@@ -1,27 +1,11 @@
 #include "KVTSimRpm_BStreamAppendToPool.h"
 
-#include <climits>
 #include <cstring>
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_StreamLimits.h"
 #include "KVTSimUttAssert.h"
-
-namespace {
-
-constexpr unsigned long long kMinChunk = 16;
-
-// A flush passes the pending count as a 32-bit length; larger chunks would
-// be cut silently.
-unsigned long long CheckedChunk(unsigned long long chunk) {
-  if (chunk > UINT_MAX) {
-    KVTSimExcRequestTooBig error(UINT_MAX, UINT_MAX);
-    error.Throw(__FILE__, __LINE__);
-  }
-  return chunk < kMinChunk ? kMinChunk : chunk;
-}
-
-}  // namespace
 
 KVTSimRpm_BStreamAppendToPool::KVTSimRpm_BStreamAppendToPool(KVTSimRpm_Pool const& pool,
                                                              unsigned long long chunkSize)
@@ -29,7 +13,7 @@ KVTSimRpm_BStreamAppendToPool::KVTSimRpm_BStreamAppendToPool(KVTSimRpm_Pool cons
       mStart(mPool.End()),
       mWritten(0),
       mCurrentEnd(mStart),
-      mChunk(CheckedChunk(chunkSize)),
+      mChunk(kvtsim_stream::CheckedChunk(chunkSize, __FILE__, __LINE__)),
       mPending(0),
       mBuffer(mem_OperatorNewThrowBuiltin(mChunk)) {}
 

@@ -1,33 +1,18 @@
 #include "KVTSimRpm_BStreamReadLocator.h"
 
-#include <climits>
 #include <cstring>
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_StreamLimits.h"
 #include "KVTSimUttAssert.h"
-
-namespace {
-
-constexpr unsigned long long kMinChunk = 16;
-
-// Chunks are handed to 32-bit counts; larger ones would be cut silently.
-unsigned long long CheckedChunk(unsigned long long chunk) {
-  if (chunk > UINT_MAX) {
-    KVTSimExcRequestTooBig error(UINT_MAX, UINT_MAX);
-    error.Throw(__FILE__, __LINE__);
-  }
-  return chunk < kMinChunk ? kMinChunk : chunk;
-}
-
-}  // namespace
 
 KVTSimRpm_BStreamReadLocator::KVTSimRpm_BStreamReadLocator(KVTSimRpm_Locator const& start,
                                                            unsigned long long const& length,
                                                            unsigned long long chunk)
     : mStart(start),
       mLimit(length),
-      mChunk(CheckedChunk(chunk)),
+      mChunk(kvtsim_stream::CheckedChunk(chunk, __FILE__, __LINE__)),
       mBase(0),
       mBufferPosition(0),
       mFill(0),
@@ -46,7 +31,7 @@ char const* KVTSimRpm_BStreamReadLocator::PrepRead(unsigned long long requestedL
   // Compared as "more than is left", so that no sum can wrap.
   if (requestedLength > mFill - mBufferPosition)
     Refill();
-  CheckLimit(mBase + mBufferPosition + requestedLength);
+  kvtsim_stream::CheckLimit(mBase + mBufferPosition + requestedLength, mLimit, __FILE__, __LINE__);
   if (requestedLength > mFill - mBufferPosition) {
     KVTSimExcRequestTooBig error(static_cast<unsigned>(requestedLength),
                                  static_cast<unsigned>(mFill));
@@ -70,7 +55,7 @@ void KVTSimRpm_BStreamReadLocator::Refill() {
 void KVTSimRpm_BStreamReadLocator::Read(char* buffer, unsigned int length) {
   if (length == 0)
     return;
-  CheckLimit(mBase + mBufferPosition + length);
+  kvtsim_stream::CheckLimit(mBase + mBufferPosition + length, mLimit, __FILE__, __LINE__);
   if (length <= mChunk) {
     std::memcpy(buffer, PrepRead(length), length);
     return;
@@ -83,13 +68,6 @@ void KVTSimRpm_BStreamReadLocator::Read(char* buffer, unsigned int length) {
   mBase += mFill;
   mBufferPosition = mFill = 0;
   mBase += (mStart + mBase).Read(length - buffered, buffer + buffered);
-}
-
-void KVTSimRpm_BStreamReadLocator::CheckLimit(std::uint64_t end) const {
-  if (mLimit != 0 && end > mLimit) {
-    KVTSimExcShortBuffer error(static_cast<unsigned>(end), static_cast<unsigned>(mLimit));
-    error.Throw(__FILE__, __LINE__);
-  }
 }
 
 KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamReadLocator::SourceDir() const {

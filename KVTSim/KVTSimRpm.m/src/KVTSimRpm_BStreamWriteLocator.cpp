@@ -1,33 +1,18 @@
 #include "KVTSimRpm_BStreamWriteLocator.h"
 
-#include <climits>
 #include <cstring>
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_StreamLimits.h"
 #include "KVTSimUttAssert.h"
-
-namespace {
-
-constexpr unsigned long long kMinChunk = 16;
-
-// Chunks are handed to 32-bit counts; larger ones would be cut silently.
-unsigned long long CheckedChunk(unsigned long long chunk) {
-  if (chunk > UINT_MAX) {
-    KVTSimExcRequestTooBig error(UINT_MAX, UINT_MAX);
-    error.Throw(__FILE__, __LINE__);
-  }
-  return chunk < kMinChunk ? kMinChunk : chunk;
-}
-
-}  // namespace
 
 KVTSimRpm_BStreamWriteLocator::KVTSimRpm_BStreamWriteLocator(KVTSimRpm_Locator const& start,
                                                              unsigned long long const& length,
                                                              unsigned long long chunk)
     : mStart(start),
       mLimit(length),
-      mChunk(CheckedChunk(chunk)),
+      mChunk(kvtsim_stream::CheckedChunk(chunk, __FILE__, __LINE__)),
       mFlushed(0),
       mPending(0),
       mBuffer(nullptr) {}
@@ -56,7 +41,7 @@ char* KVTSimRpm_BStreamWriteLocator::PrepWrite(unsigned long long requestedLengt
   }
   if (requestedLength > mChunk - mPending)
     Flush();
-  CheckLimit(mFlushed + mPending + requestedLength);
+  kvtsim_stream::CheckLimit(mFlushed + mPending + requestedLength, mLimit, __FILE__, __LINE__);
   if (requestedLength > mChunk - mPending) {
     KVTSimExcRequestTooBig error(static_cast<unsigned>(requestedLength),
                                  static_cast<unsigned>(mChunk));
@@ -70,23 +55,16 @@ char* KVTSimRpm_BStreamWriteLocator::PrepWrite(unsigned long long requestedLengt
 void KVTSimRpm_BStreamWriteLocator::Write(char const* data, unsigned int length) {
   if (length == 0)
     return;
-  CheckLimit(mFlushed + mPending + length);
+  kvtsim_stream::CheckLimit(mFlushed + mPending + length, mLimit, __FILE__, __LINE__);
   if (mPending + length <= mChunk) {
     std::memcpy(PrepWrite(length), data, length);
     return;
   }
   // Too large for the buffer's room: write it straight after the flushed bytes.
   Flush();
-  CheckLimit(mFlushed + length);
+  kvtsim_stream::CheckLimit(mFlushed + length, mLimit, __FILE__, __LINE__);
   (mStart + mFlushed).Write(length, data);
   mFlushed += length;
-}
-
-void KVTSimRpm_BStreamWriteLocator::CheckLimit(std::uint64_t end) const {
-  if (mLimit != 0 && end > mLimit) {
-    KVTSimExcShortBuffer error(static_cast<unsigned>(end), static_cast<unsigned>(mLimit));
-    error.Throw(__FILE__, __LINE__);
-  }
 }
 
 KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamWriteLocator::SourceDir() const {
