@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
-#include <optional>
+#include <memory>
 #include <random>
 #include <string>
 #include <unordered_set>
@@ -142,7 +142,7 @@ TEST_F(CowListTest, IteratorWalksASnapshot) {
   cow_List<Counted> l;
   for (int v = 39; v >= 0; --v)
     l.Prepend(v);  // the first item lies inside a block
-  std::optional<cow_ListIter<Counted>> it(std::in_place, l);
+  auto it = std::make_unique<cow_ListIter<Counted>>(l);
   l.Append(40);
   l.Get(0) = -1;
   l.RemoveIndex(20);
