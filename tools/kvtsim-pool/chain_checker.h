@@ -1,0 +1,69 @@
+// ChainChecker: walks the pool records of container files as they are
+// stored, reading only inside each file, and notes every way in which they
+// differ from what the loader relies on:
+//  - every record starts with a whole 48-byte header carrying the format
+//    signature, format version 6 and the document's user signature;
+//  - its length field is 16 decimal digits, its directory entry count is at
+//    least 1 and the directory lies inside the record and the file;
+//  - the chain of records ends exactly at the end of the file;
+//  - only the last record of a file is stored open (length "0...0"): an open
+//    record reaches to the end of the file, so a pool record found inside
+//    one means that records were hidden by it (for instance files joined
+//    end to end);
+//  - no identifier names two pools among the files walked.
+// Each problem is one line: "<file>: pool <i> at offset <n>: <what>".
+
+#ifndef KVTSIM_TOOLS_KVTSIM_POOL_CHAIN_CHECKER_H_
+#define KVTSIM_TOOLS_KVTSIM_POOL_CHAIN_CHECKER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace kvtsim_pool {
+
+class RawFile;
+class RawPoolHeader;
+
+class ChainChecker {
+ public:
+  // signature: the document's 4-byte user signature, or none when unknown
+  // (pools are then not compared with it). Problems are appended to problems,
+  // which must outlive the checker.
+  ChainChecker(std::optional<std::string> signature, std::vector<std::string>& problems);
+
+  // Walks the chain of path. Raises KVTSimUttOSError when it cannot be read.
+  void Walk(std::string const& path);
+
+  // Notes every identifier that names more than one pool among the files
+  // walked so far.
+  void CheckUniqueIdentifiers();
+
+  // Pool records walked whole.
+  std::size_t PoolCount() const noexcept { return mPools; }
+
+ private:
+  // Checks the record at offset; returns its length, or none when the chain
+  // cannot be followed past it.
+  std::optional<std::uint64_t> CheckRecord(RawFile const& file, std::uint64_t offset,
+                                           std::string const& where);
+  bool CheckHead(RawPoolHeader const& header, std::string const& where);
+  std::optional<std::uint64_t> RecordLength(RawPoolHeader const& header, std::uint64_t remain,
+                                            std::string const& where);
+  void ScanOpenRecord(RawFile const& file, std::uint64_t dataStart, std::string const& where);
+  bool LooksLikeHeader(std::string const& bytes) const;
+  void Note(std::string const& where, std::string const& what);
+
+  std::optional<std::string> mSignature;
+  std::vector<std::string>& mProblems;
+  // Identifier -> the pools it names, as "<file> pool <i>".
+  std::map<std::string, std::vector<std::string>> mOwners;
+  std::size_t mPools = 0;
+};
+
+}  // namespace kvtsim_pool
+
+#endif  // KVTSIM_TOOLS_KVTSIM_POOL_CHAIN_CHECKER_H_

@@ -1,0 +1,127 @@
+#include "check_command.h"
+
+#include <sys/stat.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <set>
+#include <utility>
+
+#include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_PoolImpl.h"
+#include "KVTSimRpm_PoolMap.h"
+#include "chain_checker.h"
+#include "read_only_document.h"
+#include "text_format.h"
+#include "tool_error.h"
+
+namespace kvtsim_pool {
+
+CLI::App* CheckCommand::Attach(CLI::App& app) {
+  CLI::App* sub = AddSubcommand(
+      app, "check", "Verify files as the loader needs them; report every problem",
+      "Verifies what the loader relies on and prints every problem, one per line; exit\n"
+      "status 1 when there is any. Checked: each pool header (signature, version 6, the\n"
+      "user signature, 16 length digits, entry count, directory inside the record and the\n"
+      "file); the chain of pools ends exactly at the file size; only the last pool of a file\n"
+      "is stored open (a pool header found inside an open pool is reported); identifiers are\n"
+      "unique across the files; the files load together read-only (else the error kind is\n"
+      "reported); and every directory entry names a pool loaded from the files given\n"
+      "(entries naming pools of other files are reported as unresolved).");
+  sub->add_option("FILE", mFiles, "Container files forming one document")->required();
+  sub->add_flag("--allow-unresolved", mAllowUnresolved,
+                "List directory entries naming pools outside the files given as notes, not "
+                "problems");
+  return sub;
+}
+
+int CheckCommand::Run() {
+  RefuseRepeatedFiles();
+  std::optional<UserSignature> signature;
+  if (!mOptions.signature.empty())
+    signature = UserSignature::Resolve(mOptions.signature, mFiles.front());
+  else
+    signature = UserSignature::FromFile(mFiles.front());
+  if (!signature) {
+    mProblems.push_back(mFiles.front() + ": too short to hold a pool header, so there is no " +
+                        "user signature to load the files with (give one with --sig)");
+  }
+  std::size_t const pools = CheckChains(signature);
+  if (signature)
+    CheckLoad(*signature);
+  Report(pools);
+  return mProblems.empty() ? 0 : 1;
+}
+
+void CheckCommand::RefuseRepeatedFiles() const {
+  std::set<std::pair<dev_t, ino_t>> seen;
+  for (std::string const& path : mFiles) {
+    struct stat info {};
+    // A file that cannot be looked at is reported when it is read.
+    if (::stat(path.c_str(), &info) == 0 && !seen.insert({info.st_dev, info.st_ino}).second)
+      throw ToolError(path, "given more than once: a document holds each file once");
+  }
+}
+
+std::size_t CheckCommand::CheckChains(std::optional<UserSignature> const& signature) {
+  std::optional<std::string> bytes;
+  if (signature)
+    bytes = signature->Text();
+  ChainChecker checker(bytes, mProblems);
+  for (std::string const& path : mFiles) {
+    mCurrent = path;
+    checker.Walk(path);
+  }
+  checker.CheckUniqueIdentifiers();
+  return checker.PoolCount();
+}
+
+void CheckCommand::CheckLoad(UserSignature const& signature) {
+  ReadOnlyDocument document(signature);
+  bool allLoaded = true;
+  for (std::string const& path : mFiles) {
+    try {
+      document.Add(path);
+    } catch (ToolError const& e) {
+      mProblems.push_back(e.Subject() + ": the library refuses to load it: " + e.what());
+      allLoaded = false;
+    }
+  }
+  // Entries naming the pools of a refused file would only repeat its problem.
+  if (!allLoaded)
+    return;
+  for (std::size_t i = 0; i < document.FileCount(); ++i)
+    CheckDirectories(document, i);
+}
+
+void CheckCommand::CheckDirectories(ReadOnlyDocument const& document, std::size_t file) {
+  KVTSimRpm_File const& handle = document.File(file);
+  for (unsigned int p = 0; p < handle.PoolCount(); ++p) {
+    KVTSimRpm_PoolDirectoryImpl const& directory = *handle.Pool(p).Impl().Get()->Directory();
+    KVTSimRpm_PoolMap const& map = *directory.Map().Get();
+    // Slot 0 is the pool itself, loaded by definition.
+    for (int slot = 1; slot < directory.Length(); ++slot) {
+      int const slotInMap = directory.InternalizeReference(slot);
+      if (!map.Pool(slotInMap).Null())
+        continue;
+      std::string const text = document.Path(file) + ": pool " + std::to_string(p) +
+                               ": directory slot " + std::to_string(slot) + " names pool " +
+                               Printable(std::string(map.UUID(slotInMap), 32)) +
+                               ", which is not in the files given (unresolved)";
+      (mAllowUnresolved ? mNotes : mProblems).push_back(text);
+    }
+  }
+}
+
+void CheckCommand::Report(std::size_t pools) const {
+  for (std::string const& problem : mProblems)
+    std::printf("%s\n", problem.c_str());
+  for (std::string const& note : mNotes)
+    std::printf("note: %s\n", note.c_str());
+  std::string const scope = Counted(mFiles.size(), "file") + ", " + Counted(pools, "pool");
+  std::string const found =
+      mProblems.empty() ? "no problems" : Counted(mProblems.size(), "problem");
+  std::printf("check: %s: %s\n", scope.c_str(), found.c_str());
+}
+
+}  // namespace kvtsim_pool

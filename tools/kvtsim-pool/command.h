@@ -1,0 +1,49 @@
+// Command: one subcommand of kvtsim-pool.
+//
+// A command adds itself, with its arguments and options, to the program's
+// command line (Attach); after a successful parse the program runs the one
+// the user named (Run). Exit statuses: 0 for success, 1 when a check found
+// problems; usage and I/O errors are raised (ToolError, or an error kind of
+// the library) and end the program with status 2 and one line on standard
+// error naming Subject() or the file the error names.
+
+#ifndef KVTSIM_TOOLS_KVTSIM_POOL_COMMAND_H_
+#define KVTSIM_TOOLS_KVTSIM_POOL_COMMAND_H_
+
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+namespace kvtsim_pool {
+
+// Options shared by every command.
+struct ToolOptions {
+  // --sig: the document's user signature; empty to take it from the first
+  // pool header of the first file.
+  std::string signature;
+};
+
+class Command {
+ public:
+  virtual ~Command() = default;
+
+  // Adds the subcommand to app and returns it.
+  virtual CLI::App* Attach(CLI::App& app) = 0;
+
+  // Runs the parsed command; returns 0 or 1.
+  virtual int Run() = 0;
+
+  // The file that a library error raised by Run is reported against.
+  virtual std::string Subject() const = 0;
+};
+
+// Adds subcommand name to app: summary is what the command list shows,
+// details what the command's own --help adds below its options.
+CLI::App* AddSubcommand(CLI::App& app, char const* name, char const* summary,
+                        std::string const& details);
+
+}  // namespace kvtsim_pool
+
+#endif  // KVTSIM_TOOLS_KVTSIM_POOL_COMMAND_H_

@@ -1,0 +1,81 @@
+#include "dump_command.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "KVTSimRpm_Locator.h"
+#include "hex_dumper.h"
+#include "read_only_document.h"
+#include "tool_error.h"
+#include "user_signature.h"
+
+namespace kvtsim_pool {
+
+namespace {
+
+// Bytes read from the pool at a time; a multiple of a dump line.
+constexpr std::uint64_t kChunk = 64 * 1024;
+
+// Decimal digits only: the unsigned conversion would turn "-3" into 2^64 - 3.
+CLI::Validator ByteCount() {
+  return CLI::Validator(
+      [](std::string& text) -> std::string {
+        if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos)
+          return std::string();
+        return "'" + text + "' is not a whole number of bytes";
+      },
+      "", "byte count");
+}
+
+}  // namespace
+
+CLI::App* DumpCommand::Attach(CLI::App& app) {
+  CLI::App* sub = AddSubcommand(
+      app, "dump", "Dump a pool's data area in hexadecimal and ASCII",
+      "Dumps a pool's data area in hexadecimal and ASCII, 16 bytes a line. Offsets are data\n"
+      "offsets, counted from the first byte after the pool's header and directory, as\n"
+      "locators count them.");
+  sub->add_option("FILE", mFile, "Container file holding the pool")->required();
+  sub->add_option("POOL", mPool, "Pool index in FILE (0 is the first) or identifier")->required();
+  sub->add_option("--offset", mOffset, "First data offset to dump (default 0)")->check(ByteCount());
+  sub->add_option("--length", mLength, "Bytes to dump (default: to the end of the data)")
+      ->check(ByteCount())
+      ->each([this](std::string const&) { mLengthGiven = true; });
+  return sub;
+}
+
+int DumpCommand::Run() {
+  ReadOnlyDocument document(UserSignature::Resolve(mOptions.signature, mFile));
+  document.Add(mFile);
+  KVTSimRpm_Pool const pool = document.SelectPool(0, mPool);
+  std::uint64_t const dataLength = pool.Length();
+  if (mOffset > dataLength) {
+    throw ToolError(mFile, "offset " + std::to_string(mOffset) + " is past the end of pool " +
+                               mPool + " (" + std::to_string(dataLength) + " data bytes)");
+  }
+  std::uint64_t const rest = dataLength - mOffset;
+  std::uint64_t remaining = mLengthGiven ? std::min(mLength, rest) : rest;
+
+  HexDumper dumper(stdout, mOffset);
+  std::vector<char> buffer(kChunk);
+  KVTSimRpm_Locator at = pool.Start() + mOffset;
+  while (remaining != 0) {
+    std::uint64_t const want = std::min(remaining, kChunk);
+    std::uint64_t const got = at.Read(want, buffer.data());
+    dumper.Feed(buffer.data(), static_cast<std::size_t>(got));
+    if (got < want) {
+      // A pool whose stored length passes the end of the file.
+      dumper.Finish();
+      throw ToolError(mFile, "the file ends " + std::to_string(at.Offset() + got) +
+                                 " bytes into pool " + mPool + "'s data");
+    }
+    at += got;
+    remaining -= got;
+  }
+  dumper.Finish();
+  return 0;
+}
+
+}  // namespace kvtsim_pool

@@ -1,0 +1,108 @@
+#include "ls_command.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+
+#include "KVTSimRpm_FileImpl.h"
+#include "KVTSimRpm_PoolImpl.h"
+#include "raw_pool_header.h"
+#include "read_only_document.h"
+#include "text_format.h"
+#include "user_signature.h"
+
+namespace kvtsim_pool {
+
+namespace {
+
+// A pool loaded read-only keeps the frozen flag it was constructed with, so
+// whether it was stored open is read from its length digits.
+bool StoredOpen(KVTSimRpm_PoolImpl& pool) {
+  std::string header(RawPoolHeader::kSize, '\0');
+  std::uint64_t const n = pool.File().Read(pool.Location(), header.size(), &header[0]);
+  return n == header.size() && RawPoolHeader(header).StoredOpen();
+}
+
+}  // namespace
+
+CLI::App* LsCommand::Attach(CLI::App& app) {
+  CLI::App* sub = AddSubcommand(
+      app, "ls", "List the pools of files, one line per pool",
+      "Lists the pools of each file, one line per pool: index, location (byte offset in the\n"
+      "file), record length, data length, open or frozen (as stored: a normally closed file\n"
+      "stores its last pool open), directory entry count and identifier. Each file is\n"
+      "opened read-only in a document of its own.");
+  sub->add_option("FILE", mFiles, "Container files to list")->required();
+  sub->add_flag("--json", mJson,
+                "Print the same as one JSON object: {\"signature\", \"files\": "
+                "[{\"file\", \"pools\": [...]}]}");
+  return sub;
+}
+
+int LsCommand::Run() {
+  UserSignature const signature = UserSignature::Resolve(mOptions.signature, mFiles.front());
+  std::vector<FileListing> files;
+  for (std::string const& path : mFiles) {
+    mCurrent = path;
+    ReadOnlyDocument document(signature);
+    document.Add(path);
+    files.push_back(ListPools(path, document.File(0)));
+  }
+  if (mJson)
+    PrintJson(files, signature.Text());
+  else
+    PrintTable(files);
+  return 0;
+}
+
+LsCommand::FileListing LsCommand::ListPools(std::string const& path, KVTSimRpm_File const& file) {
+  FileListing listing{path, {}};
+  for (unsigned int i = 0; i < file.PoolCount(); ++i) {
+    KVTSimRpm_PoolImpl& pool = *file.Pool(i).Impl().Get();
+    listing.pools.push_back(PoolRow{i, pool.Location(), pool.Length(), pool.DataLength(),
+                                    StoredOpen(pool), pool.Directory()->Length(),
+                                    Printable(pool.Directory()->GetGUID().CStr())});
+  }
+  return listing;
+}
+
+void LsCommand::PrintTable(std::vector<FileListing> const& files) {
+  int width = 4;
+  for (FileListing const& file : files)
+    width = std::max(width, static_cast<int>(file.path.size()));
+  std::printf("%-*s %4s %12s %12s %12s %-6s %7s  %s\n", width, "FILE", "POOL", "LOCATION", "LENGTH",
+              "DATA", "STATE", "ENTRIES", "IDENTIFIER");
+  for (FileListing const& file : files) {
+    for (PoolRow const& row : file.pools) {
+      std::printf("%-*s %4u %12llu %12llu %12llu %-6s %7d  %s\n", width, file.path.c_str(),
+                  row.index, static_cast<unsigned long long>(row.location),
+                  static_cast<unsigned long long>(row.length),
+                  static_cast<unsigned long long>(row.dataLength), row.open ? "open" : "frozen",
+                  row.entries, row.identifier.c_str());
+    }
+  }
+}
+
+void LsCommand::PrintJson(std::vector<FileListing> const& files, std::string const& signature) {
+  nlohmann::ordered_json list = nlohmann::ordered_json::array();
+  for (FileListing const& file : files) {
+    nlohmann::ordered_json pools = nlohmann::ordered_json::array();
+    for (PoolRow const& row : file.pools) {
+      pools.push_back({{"index", row.index},
+                       {"location", row.location},
+                       {"length", row.length},
+                       {"data_length", row.dataLength},
+                       {"state", row.open ? "open" : "frozen"},
+                       {"entries", row.entries},
+                       {"identifier", row.identifier}});
+    }
+    list.push_back({{"file", file.path}, {"pools", pools}});
+  }
+  nlohmann::ordered_json const out = {{"signature", Printable(signature)}, {"files", list}};
+  // File names need not be UTF-8; JSON text must be.
+  std::printf("%s\n",
+              out.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace).c_str());
+}
+
+}  // namespace kvtsim_pool

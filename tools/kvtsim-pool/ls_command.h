@@ -1,0 +1,52 @@
+// LsCommand: "kvtsim-pool ls FILE... [--json]", one line per pool.
+
+#ifndef KVTSIM_TOOLS_KVTSIM_POOL_LS_COMMAND_H_
+#define KVTSIM_TOOLS_KVTSIM_POOL_LS_COMMAND_H_
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "command.h"
+
+class KVTSimRpm_File;
+
+namespace kvtsim_pool {
+
+class LsCommand : public Command {
+ public:
+  explicit LsCommand(ToolOptions const& options) : mOptions(options) {}
+
+  CLI::App* Attach(CLI::App& app) override;
+  int Run() override;
+  std::string Subject() const override { return mCurrent; }
+
+ private:
+  // What ls shows of one pool.
+  struct PoolRow {
+    unsigned int index;
+    std::uint64_t location;
+    std::uint64_t length;      // the whole record
+    std::uint64_t dataLength;  // the data area
+    bool open;                 // stored with all-"0" length digits
+    int entries;
+    std::string identifier;
+  };
+  struct FileListing {
+    std::string path;
+    std::vector<PoolRow> pools;
+  };
+
+  static FileListing ListPools(std::string const& path, KVTSimRpm_File const& file);
+  static void PrintTable(std::vector<FileListing> const& files);
+  static void PrintJson(std::vector<FileListing> const& files, std::string const& signature);
+
+  ToolOptions const& mOptions;
+  std::vector<std::string> mFiles;
+  bool mJson = false;
+  std::string mCurrent;
+};
+
+}  // namespace kvtsim_pool
+
+#endif  // KVTSIM_TOOLS_KVTSIM_POOL_LS_COMMAND_H_

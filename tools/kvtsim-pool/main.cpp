@@ -1,0 +1,118 @@
+// kvtsim-pool: looks inside, checks and copies container files of the pool
+// manager from the command line.
+//
+//   kvtsim-pool [--sig XXXX] COMMAND ARGS...   (kvtsim-pool --help lists the commands)
+//
+// Exit status: 0 on success, 1 when check finds problems, 2 on usage or I/O
+// errors, with one line on standard error naming the file and the error kind:
+//   kvtsim-pool ls: demo/mesh.sim: KVTSimExcCorruptDirectory
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "KVTBasException.h"
+#include "check_command.h"
+#include "command.h"
+#include "cp_command.h"
+#include "demo_command.h"
+#include "dir_command.h"
+#include "dump_command.h"
+#include "ls_command.h"
+#include "tool_error.h"
+#include "type_command.h"
+
+namespace kvtsim_pool {
+namespace {
+
+constexpr int kUsageOrIOError = 2;
+
+void AddCommonOptions(CLI::App& app, ToolOptions& options) {
+  app.add_option("--sig", options.signature,
+                 "The document's 4-byte user signature (default: the one stored in the first "
+                 "pool header of the first file)");
+  app.set_version_flag("--version", "kvtsim-pool " KVTSIM_POOL_VERSION);
+  app.footer(
+      "Run 'kvtsim-pool COMMAND --help' for a command's arguments and output. Exit status: 0 "
+      "on\nsuccess, 1 when check finds problems, 2 on usage or I/O errors.");
+  app.require_subcommand(1);
+  // Lets --sig follow the command name too.
+  app.fallthrough();
+  app.failure_message([](CLI::App const*, CLI::Error const& e) {
+    return "kvtsim-pool: " + std::string(e.what()) + " (see kvtsim-pool --help)\n";
+  });
+}
+
+// Runs command; an error becomes one line on standard error.
+int RunCommand(char const* name, Command& command) {
+  std::string subject;
+  std::string message;
+  try {
+    return command.Run();
+  } catch (ToolError const& e) {
+    subject = e.Subject();
+    message = e.what();
+  } catch (KVTBasException const& e) {
+    subject = ErrorSubject(e, command.Subject());
+    message = DescribeError(e);
+  } catch (std::exception const& e) {
+    subject = command.Subject();
+    message = e.what();
+  }
+  // What the command printed before it failed comes first.
+  std::fflush(stdout);
+  std::fprintf(stderr, "kvtsim-pool %s: %s: %s\n", name, subject.c_str(), message.c_str());
+  return kUsageOrIOError;
+}
+
+// A full disk or a closed pipe must not pass for success.
+int CheckOutput(char const* name, int status) {
+  if (std::fflush(stdout) == 0 && !std::ferror(stdout))
+    return status;
+  std::fprintf(stderr, "kvtsim-pool %s: standard output: %s\n", name, std::strerror(errno));
+  return kUsageOrIOError;
+}
+
+int Main(int argc, char** argv) {
+  ToolOptions options;
+  CLI::App app("Looks inside, checks and copies container files of the pool manager.",
+               "kvtsim-pool");
+  AddCommonOptions(app, options);
+  std::vector<std::unique_ptr<Command>> commands;
+  commands.push_back(std::make_unique<TypeCommand>());
+  commands.push_back(std::make_unique<LsCommand>(options));
+  commands.push_back(std::make_unique<DirCommand>(options));
+  commands.push_back(std::make_unique<DumpCommand>(options));
+  commands.push_back(std::make_unique<CheckCommand>(options));
+  commands.push_back(std::make_unique<CpCommand>(options));
+  commands.push_back(std::make_unique<DemoCommand>(options));
+  std::vector<CLI::App*> subcommands;
+  for (auto& command : commands)
+    subcommands.push_back(command->Attach(app));
+
+  try {
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& e) {
+    // --help and --version end the parse with status 0; real errors with 2.
+    return app.exit(e) == 0 ? 0 : kUsageOrIOError;
+  }
+  for (std::size_t i = 0; i < commands.size(); ++i) {
+    if (!subcommands[i]->parsed())
+      continue;
+    char const* name = subcommands[i]->get_name().c_str();
+    return CheckOutput(name, RunCommand(name, *commands[i]));
+  }
+  return kUsageOrIOError;  // require_subcommand(1) makes this unreachable
+}
+
+}  // namespace
+}  // namespace kvtsim_pool
+
+int main(int argc, char** argv) {
+  return kvtsim_pool::Main(argc, argv);
+}

@@ -1,0 +1,21 @@
+# demo writes two files that reopen, read back across files and check clean.
+source "$(dirname "$0")/lib.sh"
+
+make_demo
+expect_line "$out" 'node 1 "inlet" at (0, 0)'
+expect_line "$out" 'element "tri-b" with nodes "outlet" (10, 0), "corner" (10, 10), "top" (0, 10)'
+# A result in results.sim followed into mesh.sim, and on to the nodes.
+expect_line "$out" "pressure = 998 on element \"tri-b\" ($mesh pool 1 +56) with nodes \"outlet\""
+expect_line "$out" "$results pool 1: step 2, 2 results"
+
+expect_status 0 check "$mesh" "$results"
+expect_line "$out" "check: 2 files, 4 pools: no problems"
+expect_status 0 check "$results" "$mesh"
+expect_status 0 type "$mesh"
+expect_line "$out" "$mesh: Sim, upgrade required: no"
+
+# Nothing is overwritten: a second demo into the same directory is refused.
+before=$(cksum <"$mesh")
+expect_status 2 demo "$work/demo"
+expect_line "$err" "mesh.sim: exists already"
+[ "$(cksum <"$mesh")" = "$before" ] || fail "demo changed an existing file"

@@ -1,0 +1,33 @@
+# ls --json is valid JSON describing every pool; the text form has one line
+# per pool.
+source "$(dirname "$0")/lib.sh"
+
+make_demo
+expect_status 0 ls --json "$mesh" "$results"
+python3 - "$out" "$mesh" "$results" <<'PY' || fail "ls --json does not describe the files"
+import json, os, sys
+listing = json.load(open(sys.argv[1]))
+assert listing["signature"] == "DEMO", listing["signature"]
+files = listing["files"]
+assert [f["file"] for f in files] == sys.argv[2:4], files
+assert [len(f["pools"]) for f in files] == [2, 2]
+ids = set()
+for f in files:
+    pools = f["pools"]
+    # The chain: each pool starts where the previous one ends, the last ends the file.
+    end = 0
+    for i, p in enumerate(pools):
+        assert p["index"] == i and p["location"] == end, p
+        assert p["data_length"] == p["length"] - 48 - 32 * p["entries"], p
+        end += p["length"]
+        ids.add(p["identifier"])
+    assert end == os.path.getsize(f["file"])
+    # A normally closed file stores its last pool open.
+    assert [p["state"] for p in pools] == ["frozen", "open"], pools
+# Each directory lists the pool and every pool made before it.
+assert [p["entries"] for f in files for p in f["pools"]] == [1, 2, 3, 4]
+assert len(ids) == 4 and all(len(i) == 32 for i in ids)
+PY
+
+expect_status 0 ls "$mesh" "$results"
+[ "$(grep -c ' frozen \| open ' "$out")" -eq 4 ] || fail "ls does not print one line per pool"

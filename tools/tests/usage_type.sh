@@ -1,0 +1,28 @@
+# Command-line usage errors end with status 2 and one line; type probes files.
+source "$(dirname "$0")/lib.sh"
+
+make_demo
+expect_status 0 --help
+expect_line "$out" "check"
+expect_status 0 dump --help
+expect_line "$out" "--offset"
+expect_status 2
+expect_line "$err" "kvtsim-pool: A subcommand is required"
+expect_status 2 ls
+expect_line "$err" "FILE is required"
+expect_status 2 ls --bogus "$mesh"
+expect_status 2 --sig ABC ls "$mesh"
+expect_line "$err" "kvtsim-pool ls: --sig: a user signature is exactly 4 bytes, not 3"
+expect_status 0 ls --sig DEMO "$mesh"  # also after the command
+
+printf '\211SIM\r\n\032\n\002' >"$work/old.sim"
+printf '\211SIM\r\n\032\n\005' >"$work/v5.sim"
+printf 'plain text\n' >"$work/notes.txt"
+expect_status 0 type "$work/old.sim"
+expect_line "$out" "old.sim: OldSim, upgrade required: yes"
+expect_status 0 type "$work/v5.sim"
+expect_line "$out" "v5.sim: Sim, upgrade required: yes"
+expect_status 0 type "$work/notes.txt"
+expect_line "$out" "notes.txt: NotSim, upgrade required: n/a"
+expect_status 2 type "$work/missing.sim"
+expect_line "$err" "kvtsim-pool type: $work/missing.sim: KVTSimUttOSError: open:"
