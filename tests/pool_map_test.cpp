@@ -125,3 +125,23 @@ TEST(MatrixTest, DimensionPastTheIntCellLimitIsRefusedBeforeAllocating) {
     EXPECT_EQ(e.Requested(), 4ull * 46341 * 46341);
   }
 }
+
+TEST(MatrixTest, GrowingOneRowAtATimeReallocatesRarelyAndKeepsCells) {
+  KVTSimRpm_Matrix matrix(0);
+  int reallocations = 0;
+  for (int n = 1; n <= 2000; ++n) {
+    int room = matrix.Capacity();
+    matrix.Reserve(n);
+    reallocations += matrix.Capacity() != room;
+    matrix.Grow(n);
+    EXPECT_EQ(matrix.Item(n - 1, 0), -1);
+    EXPECT_EQ(matrix.Item(0, n - 1), -1);
+    matrix.MutItem(n - 1, n - 1) = n;
+  }
+  // Room grows by a quarter at least: a few dozen copies, not one per row.
+  EXPECT_LT(reallocations, 40);
+  for (int n = 1; n <= 2000; ++n)
+    EXPECT_EQ(matrix.Item(n - 1, n - 1), n);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { matrix.Grow(matrix.Capacity() + 1); }),
+            "n <= mCapacity");
+}

@@ -60,8 +60,9 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   void CreateTemporary(KVTString const& a);
 
   // Adds a new empty pool with directory at the end of the file and makes it
-  // current; an empty current pool is dropped and replaced first, and a
-  // current pool holding data is frozen with its exact length.
+  // current; an empty current pool is dropped and replaced first (the file is
+  // cut where it began), and a current pool holding data is frozen with its
+  // exact length.
   // Raises KVTSimExcNewPoolReadOnly on a read-only file (nothing changes).
   // REQUIRES: directory is filled and bound to this document's map.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(

@@ -60,6 +60,11 @@ class KVTSIM_EXPORT KVTSimRpm_PoolMap : public mem_AllocationOperators {
   // A copy of the slot's pool handle; null while no pool is loaded there.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> Pool(int slotInMap) const;
 
+  // The pool loaded at the slot, or null. Copies no handle (no count
+  // changes), so that byte access through locators into one document can run
+  // on several threads; the pointer is valid while the pool stays loaded.
+  KVTSimRpm_PoolImpl* LoadedPool(int slotInMap) const;
+
   // The slot's 32 identifier bytes, not terminated. Valid until the map next
   // changes.
   char const* UUID(int slotInMap) const;

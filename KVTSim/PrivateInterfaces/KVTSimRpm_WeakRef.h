@@ -70,6 +70,14 @@ class KVTSIM_EXPORT KVTSimRpm_WeakRef {
     return KVTSimRpm_StrongRef<T>(mPointer, mCounter);
   }
 
+  // The object while it lives, otherwise null. Shares nothing (no count
+  // changes), so handles of one object may be peeked at from several threads
+  // while no thread changes them; the pointer stays valid while some strong
+  // handle keeps the object alive.
+  T* Peek() const noexcept {
+    return mCounter != nullptr && mCounter->mStrong != 0 ? mPointer : nullptr;
+  }
+
   // The object. Raises KVTBasAssertException on a null handle
   // ("mPointer && mCounter") and on one whose object is gone
   // ("mCounter->mStrong != 0"). The pointer stays valid while some strong

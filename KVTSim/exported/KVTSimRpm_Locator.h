@@ -11,7 +11,10 @@
 // Ordering and difference require two locators of the same pool and fail
 // the check "SamePool(that)" otherwise.
 //
-// REQUIRES: external synchronization for one locator object.
+// REQUIRES: external synchronization for one locator object. Read and Write
+// of different locator objects may run on several threads at once, also into
+// one pool: they only read the pool map and the pool, and the file's mutex
+// serialises each transfer. Nothing else may change the document meanwhile.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_LOCATOR_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_LOCATOR_H_
@@ -114,8 +117,10 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
  private:
   friend class KVTSimRpm_PoolImpl;
 
-  // The loaded pool, or KVTSimExcCantDerefLocator.
-  KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl> LoadedPool() const;
+  // The loaded pool, or KVTSimExcCantDerefLocator. Found without copying a
+  // handle: counts are plain integers, and byte access may run on several
+  // threads.
+  KVTSimRpm_PoolImpl& LoadedPool() const;
 
   KVTSimRpm_Locator(KVTSimRpm_WeakRef<KVTSimRpm_PoolMap> const& map, int slot,
                     unsigned long long offset, KVTSimRpm_MemoryPool* memoryPool);

@@ -65,6 +65,10 @@ void KVTSimRpm_FileImpl::Load() {
     AddLoadedPool(pool);
     offset += pool->Length();
   }
+  // A last pool stored with a length past the end of the file (space
+  // allocated but never written) still ends where its header says: the next
+  // pool must begin there, not inside it.
+  mFileLength = offset;
   if (ReadOnly() || mCurrentPoolIndex < 0)
     return;
   // The last pool of a writable file is open: its header stores length 0 so
@@ -93,8 +97,11 @@ KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
   if (ReadOnly())
     Raise<KVTSimExcNewPoolReadOnly>(__LINE__);
   PoolRef dropped = DropEmptyCurrentPool();
+  // The replacement's header may be shorter than the dropped one (a directory
+  // that named a pool twice): bytes left behind it would become data of the
+  // open pool, whose length the next load takes from the file's end.
   if (!dropped.Null())
-    mFileLength = dropped->Location();
+    Truncate(dropped->Location());
   PoolRef pool(new KVTSimRpm_PoolImpl(*this, directory, mFileLength));
   pool->Init();
   MakeCurrent(pool);

@@ -81,28 +81,28 @@ KVTString KVTSimRpm_Locator::GetGUID() const {
   return KVTString::BuildFromUTF8(text);
 }
 
-KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl> KVTSimRpm_Locator::LoadedPool() const {
+KVTSimRpm_PoolImpl& KVTSimRpm_Locator::LoadedPool() const {
   // A pool that died without being detached is as unreachable as a detached one.
-  KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl> pool = mMap->Pool(mSlot).lock();
-  if (pool.Null()) {
+  KVTSimRpm_PoolImpl* pool = mMap->LoadedPool(mSlot);
+  if (pool == nullptr) {
     KVTSimExcCantDerefLocator error;
     error.Throw(__FILE__, __LINE__);
   }
-  return pool;
+  return *pool;
 }
 
 unsigned long long KVTSimRpm_Locator::Read(unsigned long long length, char* buffer) const {
   if (mMemoryPool != nullptr && mMemoryPool->Startin(*this)) {
     return mMemoryPool->Read(*this, length, buffer);
   }
-  return LoadedPool()->Read(mOffset, length, buffer);
+  return LoadedPool().Read(mOffset, length, buffer);
 }
 
 void KVTSimRpm_Locator::Write(unsigned long long length, char const* data) const {
   // Write-through: the overlay's copy first, then always the pool.
   if (mMemoryPool != nullptr)
     mMemoryPool->Write(*this, length, data);
-  LoadedPool()->Write(mOffset, length, data);
+  LoadedPool().Write(mOffset, length, data);
 }
 
 bool KVTSimRpm_Locator::ReadOnly() const {

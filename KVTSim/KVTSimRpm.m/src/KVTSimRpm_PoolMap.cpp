@@ -16,12 +16,11 @@ int KVTSimRpm_PoolMap::NewSlot(char const* uuid) {
     error.Throw(__FILE__, __LINE__);
   }
   int n = Length();
-  // Grow the matrix before appending, so that a failure leaves the slot list
-  // and the matrix the same size.
-  KVTSimRpm_Matrix grown(n + 1);
+  // Make room in the matrix before appending, so that a failure leaves the
+  // slot list and the matrix the same size.
+  mMatrix.Reserve(n + 1);
   mItemList.Append(KVTSimRpm_PoolMapItem(uuid));
-  grown.FillFrom(mMatrix);
-  mMatrix.Swap(grown);
+  mMatrix.Grow(n + 1);
   return n;
 }
 
@@ -49,6 +48,11 @@ void KVTSimRpm_PoolMap::SetPool(int slot, KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> 
 KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_PoolMap::Pool(int slotInMap) const {
   CheckSlot(slotInMap);
   return mItemList.UncheckedConstGet(slotInMap).mPool;
+}
+
+KVTSimRpm_PoolImpl* KVTSimRpm_PoolMap::LoadedPool(int slotInMap) const {
+  CheckSlot(slotInMap);
+  return mItemList.UncheckedConstGet(slotInMap).mPool.Peek();
 }
 
 char const* KVTSimRpm_PoolMap::UUID(int slotInMap) const {
