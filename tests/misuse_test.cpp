@@ -1,0 +1,147 @@
+// Misuse that callers must avoid still ends in an error kind, never in freed
+// memory: handles, locators and streams used after their file was closed,
+// after their document was closed, or after the document itself is gone.
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <memory>
+#include <string>
+
+#include "KVTSimExc.h"
+#include "KVTSimRpm_BStreamAppendToPool.h"
+#include "KVTSimRpm_BStreamReadBuffer.h"
+#include "KVTSimRpm_BStreamReadLocator.h"
+#include "KVTSimRpm_BStreamWriteBuffer.h"
+#include "KVTSimRpm_BStreamWriteLocator.h"
+#include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_MemoryPool.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using Doc = KVTSimRpm_Document;
+using kvtsim_test::FailedCheck;
+
+constexpr char kDead[] = "mCounter->mStrong != 0";
+
+// Everything a caller may still hold when its file or document goes away.
+struct Held {
+  explicit Held(Doc& document, KVTString const& name)
+      : file(document.AddFile(name, Doc::AccessWrite)),
+        pool(file.Pool()),
+        directory(pool.Directory()),
+        start(file.Allocate(64)) {
+    start.Write(64, std::string(64, 's').data());
+    reader.reset(new KVTSimRpm_BStreamReadLocator(start, 64, 16));
+    writer.reset(new KVTSimRpm_BStreamWriteLocator(start, 64, 16));
+    appender.reset(new KVTSimRpm_BStreamAppendToPool(pool, 16));
+    // Bytes still pending in the write streams when the file goes.
+    std::memcpy(writer->PrepWrite(4), "late", 4);
+    appender->Write("late", 4);
+  }
+
+  KVTSimRpm_File file;
+  KVTSimRpm_Pool pool;
+  KVTSimRpm_PoolDirectory directory;
+  KVTSimRpm_Locator start;
+  std::unique_ptr<KVTSimRpm_BStreamReadLocator> reader;
+  std::unique_ptr<KVTSimRpm_BStreamWriteLocator> writer;
+  std::unique_ptr<KVTSimRpm_BStreamAppendToPool> appender;
+};
+
+class MisuseTest : public testing::Test {
+ protected:
+  KVTString Name() const { return dir_.Name("a.sim"); }
+
+  kvtsim_test::TempDir dir_;
+};
+
+// The handles of a document whose map is gone: every use is a failed check.
+void ExpectEveryUseFails(Held& held) {
+  char byte = 0;
+  EXPECT_EQ(FailedCheck([&] { held.file.PoolCount(); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.pool.Start(); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.directory.GetGUID(); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.start.Read(1, &byte); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.start.Write(1, "x"); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.start.GetGUID(); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { (void)(held.start == held.start); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.reader->PrepRead(4); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.writer->Flush(); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { held.appender->Flush(); }), kDead);
+  // A buffer stream keeps the directory alive, but not its map.
+  char stored[12] = {};
+  KVTSimRpm_BStreamReadBuffer in(stored, sizeof stored, held.directory);
+  KVTSimRpm_Locator back;
+  EXPECT_EQ(FailedCheck([&] { Internalize(in, back); }), kDead);
+  KVTSimRpm_BStreamWriteBuffer out(stored, sizeof stored, held.directory);
+  EXPECT_EQ(FailedCheck([&] { Externalize(out, held.start); }), kDead);
+}
+
+}  // namespace
+
+TEST_F(MisuseTest, StreamsWhoseFileWasClosedRaiseAndDestroyQuietly) {
+  Doc document("USR1");
+  Held held(document, Name());
+  document.Close(held.file);
+  EXPECT_THROW(held.reader->PrepRead(4), KVTSimExcCantDerefLocator);
+  EXPECT_EQ(FailedCheck([&] { held.reader->SourceDir(); }), "mPointer && mCounter");
+  EXPECT_THROW(held.writer->Flush(), KVTSimExcCantDerefLocator);
+  EXPECT_EQ(FailedCheck([&] { held.appender->Flush(); }), kDead);
+  EXPECT_EQ(FailedCheck([&] { KVTSimRpm_BStreamAppendToPool(held.pool, 16); }), kDead);
+  EXPECT_THROW(KVTSimRpm_MemoryPool(held.start, 8), KVTSimExcCantDerefLocator);
+  // The destructors meet the same errors with bytes pending, and drop them.
+  testing::internal::CaptureStderr();
+  held.writer.reset();
+  held.appender.reset();
+  testing::internal::GetCapturedStderr();
+}
+
+TEST_F(MisuseTest, HandlesOfAClosedDocumentRaise) {
+  Doc document("USR1");
+  Held held(document, Name());
+  document.Close();
+  ExpectEveryUseFails(held);
+  testing::internal::CaptureStderr();
+  held.writer.reset();
+  held.appender.reset();
+  testing::internal::GetCapturedStderr();
+}
+
+TEST_F(MisuseTest, HandlesThatOutliveTheirDocumentRaise) {
+  std::unique_ptr<Doc> document(new Doc("USR1"));
+  Held held(*document, Name());
+  document.reset();  // destroyed without Close
+  ExpectEveryUseFails(held);
+  testing::internal::CaptureStderr();
+  held.writer.reset();
+  held.appender.reset();
+  testing::internal::GetCapturedStderr();
+}
+
+TEST_F(MisuseTest, HandlesOfAReplacedEmptyPoolRaise) {
+  Doc document("USR1");
+  KVTSimRpm_File file = document.AddFile(Name(), Doc::AccessWrite);
+  KVTSimRpm_Pool empty = file.Pool();
+  KVTSimRpm_Locator end = empty.End();
+  std::unique_ptr<KVTSimRpm_BStreamAppendToPool> appender(
+      new KVTSimRpm_BStreamAppendToPool(empty, 16));
+  file.NewPool(nullptr);  // drops the empty pool
+  char byte = 0;
+  EXPECT_EQ(FailedCheck([&] { empty.Length(); }), kDead);
+  EXPECT_THROW(end.Read(1, &byte), KVTSimExcCantDerefLocator);
+  appender->Write("x", 1);
+  EXPECT_EQ(FailedCheck([&] { appender->Flush(); }), kDead);
+  testing::internal::CaptureStderr();
+  appender.reset();
+  testing::internal::GetCapturedStderr();
+}
+
+TEST_F(MisuseTest, ClosingAFileOfAnotherDocumentIsRefused) {
+  Doc first("USR1");
+  Doc second("USR1");
+  KVTSimRpm_File file = first.AddFile(Name(), Doc::AccessWrite);
+  EXPECT_THROW(second.Close(file), KVTSimExcCantGetFile);
+  EXPECT_EQ(file.PoolCount(), 1u);
+}

@@ -1,0 +1,117 @@
+// Several threads read and write byte ranges of one file through locators
+// into different pools at once. Only the byte transfers of a file are safe
+// across threads (its mutex serialises each seek and transfer); every other
+// object is used by one thread, so each thread gets its locators before the
+// threads start.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "KVTSimRpm_Document.h"
+#include "kvtsim_test_util.h"
+
+namespace {
+
+using Doc = KVTSimRpm_Document;
+
+constexpr int kPools = 3;
+constexpr int kThreadsPerPool = 2;
+constexpr int kPieces = 64;
+constexpr std::size_t kPiece = 256;
+constexpr std::size_t kRange = kPieces * kPiece;  // bytes of one thread
+constexpr int kRounds = 20;
+
+// The bytes a thread writes to one of its pieces in one round.
+std::string Pattern(int thread, int round, int piece) {
+  std::string bytes(kPiece, '\0');
+  for (std::size_t i = 0; i < kPiece; ++i)
+    bytes[i] = static_cast<char>(thread * 31 + round * 7 + piece * 3 + static_cast<int>(i));
+  return bytes;
+}
+
+// Writes each piece, reads it back at once; counts the pieces that read back
+// differently. Touches only its own locators.
+void Work(int thread, std::vector<KVTSimRpm_Locator> const& pieces, std::atomic<int>* mismatches) {
+  std::string back(kPiece, '\0');
+  for (int round = 0; round < kRounds; ++round) {
+    for (int piece = 0; piece < kPieces; ++piece) {
+      std::string bytes = Pattern(thread, round, piece);
+      pieces[piece].Write(kPiece, bytes.data());
+      if (pieces[piece].Read(kPiece, &back[0]) != kPiece || back != bytes)
+        ++*mismatches;
+    }
+  }
+}
+
+class ThreadsTest : public testing::Test {
+ protected:
+  // One file of kPools pools, each with room for kThreadsPerPool ranges.
+  // Returns the start of each pool's data; all but the last pool are frozen,
+  // and their data is written in place.
+  std::vector<KVTSimRpm_Locator> MakePools(KVTSimRpm_File& file) {
+    std::vector<KVTSimRpm_Locator> starts;
+    for (int pool = 0; pool < kPools; ++pool) {
+      if (pool > 0)
+        file.NewPool(nullptr);
+      starts.push_back(file.Allocate(kThreadsPerPool * kRange));
+    }
+    return starts;
+  }
+
+  // The piece locators of every thread, made before any thread runs.
+  static std::vector<std::vector<KVTSimRpm_Locator>> PieceLocators(
+      std::vector<KVTSimRpm_Locator> const& starts) {
+    std::vector<std::vector<KVTSimRpm_Locator>> all;
+    for (int thread = 0; thread < kPools * kThreadsPerPool; ++thread) {
+      KVTSimRpm_Locator range =
+          starts[thread / kThreadsPerPool] + (thread % kThreadsPerPool) * kRange;
+      std::vector<KVTSimRpm_Locator> pieces;
+      for (int piece = 0; piece < kPieces; ++piece)
+        pieces.push_back(range + piece * kPiece);
+      all.push_back(pieces);
+    }
+    return all;
+  }
+
+  // Every thread's last round, read through a reader of the closed file.
+  void ExpectLastRoundOnDisk() {
+    Doc reader("USR1");
+    KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+    ASSERT_EQ(file.PoolCount(), static_cast<unsigned>(kPools));
+    for (int thread = 0; thread < kPools * kThreadsPerPool; ++thread) {
+      KVTSimRpm_Locator range =
+          file.Pool(thread / kThreadsPerPool).Start() + (thread % kThreadsPerPool) * kRange;
+      std::string expected;
+      for (int piece = 0; piece < kPieces; ++piece)
+        expected += Pattern(thread, kRounds - 1, piece);
+      std::string got(kRange, '\0');
+      ASSERT_EQ(range.Read(kRange, &got[0]), kRange);
+      EXPECT_TRUE(got == expected) << "range of thread " << thread;
+    }
+  }
+
+  kvtsim_test::TempDir dir_;
+};
+
+}  // namespace
+
+TEST_F(ThreadsTest, ConcurrentTransfersThroughDifferentPoolsLandWhereTheyBelong) {
+  Doc document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+  std::vector<std::vector<KVTSimRpm_Locator>> pieces = PieceLocators(MakePools(file));
+  std::atomic<int> mismatches{0};
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kPools * kThreadsPerPool; ++thread)
+    threads.emplace_back(Work, thread, std::cref(pieces[thread]), &mismatches);
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(mismatches.load(), 0);
+  pieces.clear();
+  document.Close();
+  ExpectLastRoundOnDisk();
+}
