@@ -17,6 +17,12 @@
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLMAP_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLMAP_H_
 
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <string_view>
+#include <unordered_map>
+
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
 #include "KVTSimRpm_Matrix.h"
@@ -48,7 +54,8 @@ class KVTSIM_EXPORT KVTSimRpm_PoolMap : public mem_AllocationOperators {
   // (also past kMaxSlots); the map is then unchanged.
   int NewSlot(char const* uuid);
 
-  // The first slot whose 32 identifier bytes equal those at uuid, or -1.
+  // The first slot whose 32 identifier bytes equal those at uuid, or -1;
+  // found through a hash index, not by comparing every slot.
   int LookupByUUID(char const* uuid) const;
 
   // True when the first slot of that identifier holds a pool handle.
@@ -82,8 +89,25 @@ class KVTSIM_EXPORT KVTSimRpm_PoolMap : public mem_AllocationOperators {
   void CheckSlot(int slotInMap) const;
   void CheckPair(int srcSlotInMap, int dstSlotInMap) const;
 
+  // A pool identifier as a hash key.
+  struct UUIDKey {
+    char bytes[KVTSimRpm_PoolMapItem::kUUIDLength];
+    bool operator==(UUIDKey const& other) const {
+      return std::memcmp(bytes, other.bytes, sizeof bytes) == 0;
+    }
+  };
+  struct UUIDHash {
+    std::size_t operator()(UUIDKey const& key) const {
+      return std::hash<std::string_view>()(std::string_view(key.bytes, sizeof key.bytes));
+    }
+  };
+  static UUIDKey KeyOf(char const* uuid);
+
   KVTSimRpm_Matrix mMatrix;
   cow_List<KVTSimRpm_PoolMapItem> mItemList;
+  // The first slot of each identifier: directories of thousands of entries
+  // would otherwise compare each entry with every slot.
+  std::unordered_map<UUIDKey, int, UUIDHash> mFirstSlot;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLMAP_H_

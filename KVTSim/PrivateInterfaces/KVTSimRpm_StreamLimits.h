@@ -15,9 +15,16 @@ inline constexpr unsigned long long kMinChunk = 16;
 // Errors carry file and line, those of the calling stream.
 unsigned long long CheckedChunk(unsigned long long chunk, char const* file, int line);
 
+// Raises KVTSimExcShortBuffer (end, limit).
+[[noreturn]] void RaiseShortBuffer(std::uint64_t end, std::uint64_t limit, char const* file,
+                                   int line);
+
 // Raises KVTSimExcShortBuffer (end, limit) when a limit is set (not 0) and a
-// request ending at end passes it.
-void CheckLimit(std::uint64_t end, std::uint64_t limit, char const* file, int line);
+// request ending at end passes it. Inline: it sits on every short request.
+inline void CheckLimit(std::uint64_t end, std::uint64_t limit, char const* file, int line) {
+  if (limit != 0 && end > limit)
+    RaiseShortBuffer(end, limit, file, line);
+}
 
 }  // namespace kvtsim_stream
 

@@ -7,6 +7,16 @@
 #include "KVTSimRpm_StreamLimits.h"
 #include "KVTSimUttAssert.h"
 
+namespace {
+
+// Out of line, so that the request path stays short.
+[[noreturn]] void RaiseTooBig(unsigned long long requested, std::uint64_t available, int line) {
+  KVTSimExcRequestTooBig error(static_cast<unsigned>(requested), static_cast<unsigned>(available));
+  error.Throw(__FILE__, line);
+}
+
+}  // namespace
+
 KVTSimRpm_BStreamReadLocator::KVTSimRpm_BStreamReadLocator(KVTSimRpm_Locator const& start,
                                                            unsigned long long const& length,
                                                            unsigned long long chunk)
@@ -24,25 +34,23 @@ KVTSimRpm_BStreamReadLocator::~KVTSimRpm_BStreamReadLocator() {
 
 char const* KVTSimRpm_BStreamReadLocator::PrepRead(unsigned long long requestedLength) {
   KVTSIM_ASSERT(requestedLength > 0);
-  if (mBuffer == nullptr) {
-    mBuffer = mem_OperatorNewThrowBuiltin(mChunk);
-    mFill = mBufferPosition = 0;
-  }
-  // Compared as "more than is left", so that no sum can wrap.
+  // Compared as "more than is left", so that no sum can wrap. A stream
+  // without a buffer has nothing left, so its first request allocates it.
   if (requestedLength > mFill - mBufferPosition)
     Refill();
   kvtsim_stream::CheckLimit(mBase + mBufferPosition + requestedLength, mLimit, __FILE__, __LINE__);
-  if (requestedLength > mFill - mBufferPosition) {
-    KVTSimExcRequestTooBig error(static_cast<unsigned>(requestedLength),
-                                 static_cast<unsigned>(mFill));
-    error.Throw(__FILE__, __LINE__);
-  }
+  if (requestedLength > mFill - mBufferPosition)
+    RaiseTooBig(requestedLength, mFill, __LINE__);
   char const* span = mBuffer + mBufferPosition;
   mBufferPosition += requestedLength;
   return span;
 }
 
 void KVTSimRpm_BStreamReadLocator::Refill() {
+  if (mBuffer == nullptr) {
+    mBuffer = mem_OperatorNewThrowBuiltin(mChunk);
+    mFill = mBufferPosition = 0;
+  }
   std::uint64_t keep = mFill - mBufferPosition;
   std::memmove(mBuffer, mBuffer + mBufferPosition, keep);
   // Rebase before reading: the logical position stays put if the read fails.

@@ -19,19 +19,28 @@ int KVTSimRpm_PoolMap::NewSlot(char const* uuid) {
   // Make room in the matrix before appending, so that a failure leaves the
   // slot list and the matrix the same size.
   mMatrix.Reserve(n + 1);
-  mItemList.Append(KVTSimRpm_PoolMapItem(uuid));
+  bool const first = mFirstSlot.emplace(KeyOf(uuid), n).second;
+  try {
+    mItemList.Append(KVTSimRpm_PoolMapItem(uuid));
+  } catch (...) {
+    // The index must never name a slot that does not exist.
+    if (first)
+      mFirstSlot.erase(KeyOf(uuid));
+    throw;
+  }
   mMatrix.Grow(n + 1);
   return n;
 }
 
+KVTSimRpm_PoolMap::UUIDKey KVTSimRpm_PoolMap::KeyOf(char const* uuid) {
+  UUIDKey key;
+  std::memcpy(key.bytes, uuid, sizeof key.bytes);
+  return key;
+}
+
 int KVTSimRpm_PoolMap::LookupByUUID(char const* uuid) const {
-  int const n = Length();
-  for (int slot = 0; slot < n; ++slot) {
-    char const* candidate = mItemList.UncheckedConstGet(slot).mUUID;
-    if (std::memcmp(candidate, uuid, KVTSimRpm_PoolMapItem::kUUIDLength) == 0)
-      return slot;
-  }
-  return -1;
+  auto found = mFirstSlot.find(KeyOf(uuid));
+  return found == mFirstSlot.end() ? -1 : found->second;
 }
 
 bool KVTSimRpm_PoolMap::IsDuplicate(char const* uuid) const {

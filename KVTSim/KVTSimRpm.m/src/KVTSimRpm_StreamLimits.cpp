@@ -14,11 +14,9 @@ unsigned long long CheckedChunk(unsigned long long chunk, char const* file, int 
   return chunk < kMinChunk ? kMinChunk : chunk;
 }
 
-void CheckLimit(std::uint64_t end, std::uint64_t limit, char const* file, int line) {
-  if (limit != 0 && end > limit) {
-    KVTSimExcShortBuffer error(static_cast<unsigned>(end), static_cast<unsigned>(limit));
-    error.Throw(file, line);
-  }
+void RaiseShortBuffer(std::uint64_t end, std::uint64_t limit, char const* file, int line) {
+  KVTSimExcShortBuffer error(static_cast<unsigned>(end), static_cast<unsigned>(limit));
+  error.Throw(file, line);
 }
 
 }  // namespace kvtsim_stream
