@@ -229,10 +229,47 @@ class CrashSurvivalTest : public testing::Test {
     return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL ? committed : -1;
   }
 
+  // Where the chain of pools stops being whole: the start of a last pool
+  // whose header or directory runs past the end of the file, or npos. A
+  // header written at the end of the file can be cut at a page boundary when
+  // the writer is killed inside that one write; the file then opens again
+  // once it is truncated there, which is what the README tells users to do.
+  static std::size_t TornLastHeader(std::string const& bytes) {
+    std::size_t offset = 0;
+    while (offset < bytes.size()) {
+      std::size_t left = bytes.size() - offset;
+      if (left < 48)
+        return offset;
+      std::uint32_t n = 0;
+      for (int i = 3; i >= 0; --i)
+        n = n << 8 | static_cast<unsigned char>(bytes[offset + 44 + i]);
+      if (left < 48 + 32ull * n)
+        return offset;
+      std::uint64_t length = std::stoull(bytes.substr(offset + 20, 16));
+      if (length == 0)
+        return std::string::npos;  // the open last pool
+      offset += length;
+    }
+    return std::string::npos;
+  }
+
   // Opens what the killed writer left; returns the records that read back.
   static int RecordsOnDisk(std::string const& path) {
     if (access(path.c_str(), F_OK) != 0)
       return 0;  // killed before it created the file
+    try {
+      return RecordsIn(path);
+    } catch (KVTBasException const&) {
+      std::size_t torn = TornLastHeader(kvtsim_test::ReadBytes(path));
+      if (torn == std::string::npos)
+        throw;
+      std::printf("torn last pool header at %zu: truncated there\n", torn);
+      kvtsim_test::Shrink(path, torn);
+      return RecordsIn(path);
+    }
+  }
+
+  static int RecordsIn(std::string const& path) {
     Doc reader("USR1");
     KVTSimRpm_File file = reader.AddFile(KVTString(path.c_str()), Doc::AccessRead);
     int found = CountRecords(file);
