@@ -21,11 +21,11 @@ class KVTSIM_EXPORT KVTSimRpm_File {
   ~KVTSimRpm_File();
 
   // The name the file was opened or created with.
-  KVTString const FileName() const;
+  KVTString FileName() const;
 
   // Locators at the start and end of the current pool's data.
-  KVTSimRpm_Locator const Start() const;
-  KVTSimRpm_Locator const End() const;
+  KVTSimRpm_Locator Start() const;
+  KVTSimRpm_Locator End() const;
 
   // n new bytes at the end of the current pool (see KVTSimRpm_Pool::Allocate).
   KVTSimRpm_Locator Allocate(std::uint64_t n);
@@ -46,11 +46,11 @@ class KVTSIM_EXPORT KVTSimRpm_File {
   unsigned int PoolCount() const;
 
   // The current pool; a file without pools fails "mCurrentPoolIndex >= 0".
-  KVTSimRpm_Pool const Pool() const;
+  KVTSimRpm_Pool Pool() const;
 
   // The pool at index, 0 being the first; an index not below PoolCount()
   // fails the validation check "index < mPoolContainer.Length()".
-  KVTSimRpm_Pool const Pool(unsigned int index) const;
+  KVTSimRpm_Pool Pool(unsigned int index) const;
 
   // Writes the current pool header back and makes the file's data durable.
   void Flush();

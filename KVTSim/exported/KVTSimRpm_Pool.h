@@ -21,8 +21,8 @@ class KVTSIM_EXPORT KVTSimRpm_Pool {
   ~KVTSimRpm_Pool();
 
   // Locators at data offset 0 and at the end of the data.
-  KVTSimRpm_Locator const Start() const;
-  KVTSimRpm_Locator const End() const;
+  KVTSimRpm_Locator Start() const;
+  KVTSimRpm_Locator End() const;
 
   // Grows the pool by n bytes (written later through locators) and returns a
   // locator at the first of them. Raises KVTSimExcImmutablePool when the pool
@@ -32,13 +32,13 @@ class KVTSIM_EXPORT KVTSimRpm_Pool {
   bool ReadOnly() const;
 
   // The pool's directory, shared.
-  KVTSimRpm_PoolDirectory const Directory() const;
+  KVTSimRpm_PoolDirectory Directory() const;
 
   // Bytes in the data area (not counting header and directory).
   std::uint64_t Length() const;
 
   // The pool's 32-character identifier.
-  KVTString const GetGUID() const;
+  KVTString GetGUID() const;
 
   // The implementation, for the library's own streams.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> const& Impl() const noexcept { return mImpl; }

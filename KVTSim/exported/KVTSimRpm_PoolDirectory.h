@@ -18,7 +18,7 @@ class KVTSIM_EXPORT KVTSimRpm_PoolDirectory {
 
   // The directory's 32-character identifier. Fails the map handle's check
   // once the document's pool map is gone (document closed or destroyed).
-  KVTString const GetGUID() const;
+  KVTString GetGUID() const;
 
   // The implementation, for the library's own streams.
   KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& Impl() const noexcept { return mImpl; }
