@@ -14,6 +14,8 @@
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 
+#include <string_view>
+
 #include "KVTSimExport.h"
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_PoolDirectory.h"
@@ -35,7 +37,13 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
 
   // A document whose pools carry the first 4 bytes at sig as user signature.
   // Raises KVTSimExcValidationFailure when sig is null.
+  // REQUIRES: sig points to at least 4 bytes (the bytes after the fourth are
+  // ignored); the string_view form below checks the length instead.
   explicit KVTSimRpm_Document(char const* sig);
+
+  // A document whose user signature is the 4 bytes of sig. Raises
+  // KVTSimExcValidationFailure when sig does not hold exactly 4 bytes.
+  explicit KVTSimRpm_Document(std::string_view sig);
   KVTSimRpm_Document(KVTSimRpm_Document const&) = delete;
   KVTSimRpm_Document& operator=(KVTSimRpm_Document const&) = delete;
 
