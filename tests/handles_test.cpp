@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+
 #include "KVTBasAssertException.h"
 #include "KVTBasMem.h"
 #include "KVTSimRpm_StrongRef.h"
@@ -37,6 +39,15 @@ struct SelfLocking : public mem_AllocationOperators {
   }  // releasing `again` must not destroy the object a second time
 };
 bool SelfLocking::lockedAlive = false;
+
+// Always placed in the same storage, as an allocator may place a new object
+// where a dead one was.
+struct Recycled {
+  static void* operator new(std::size_t) { return storage; }
+  static void operator delete(void*) noexcept {}
+  alignas(std::max_align_t) static char storage[16];
+};
+alignas(std::max_align_t) char Recycled::storage[16];
 
 using Strong = KVTSimRpm_StrongRef<Tracked>;
 using Weak = KVTSimRpm_WeakRef<Tracked>;
@@ -123,6 +134,18 @@ TEST_F(HandlesTest, WeakHandleLockedDuringDestructionYieldsTheDyingObject) {
   SelfLocking::lockedAlive = false;
   strong.Nullify();
   EXPECT_TRUE(SelfLocking::lockedAlive);
+}
+
+TEST_F(HandlesTest, ObjectIdentityOutlivesTheObjectsAddress) {
+  KVTSimRpm_StrongRef<Recycled> first(new Recycled);
+  KVTSimRpm_WeakRef<Recycled> observer(first);
+  EXPECT_TRUE(observer.SameObject(KVTSimRpm_WeakRef<Recycled>(first)));
+  first.Nullify();
+  KVTSimRpm_StrongRef<Recycled> second(new Recycled);  // the same address
+  KVTSimRpm_WeakRef<Recycled> other(second);
+  ASSERT_EQ(other.Peek(), static_cast<void*>(Recycled::storage));
+  EXPECT_FALSE(observer.SameObject(other));
+  EXPECT_TRUE(KVTSimRpm_WeakRef<Recycled>().SameObject(KVTSimRpm_WeakRef<Recycled>()));
 }
 
 TEST_F(HandlesTest, MisuseFailsTheDocumentedChecks) {

@@ -64,7 +64,8 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   bool operator!=(KVTSimRpm_Locator const& that) const { return !(*this == that); }
 
   // False when either locator is null; else true when both name the same
-  // pool map and map slot.
+  // pool map and map slot. A locator whose document was closed or destroyed
+  // is in no pool of a later document, wherever that document's map lies.
   bool SamePool(KVTSimRpm_Locator const& that) const;
 
   bool Null() const noexcept { return mMap.Null() || mSlot < 0; }
