@@ -33,13 +33,16 @@ class KVTSIM_EXPORT KVTSimRpm_File {
   // Adds a new empty pool and makes it current; its directory takes the 32
   // bytes at uuid (none zero) or, when uuid is null, a fresh identifier. An
   // empty current pool is replaced rather than kept. Raises
-  // KVTSimExcNewPoolReadOnly, KVTSimExcInvalidGUID, KVTSimExcPoolAlreadyInDoc.
+  // KVTSimExcNewPoolReadOnly, KVTSimExcInvalidGUID, KVTSimExcPoolAlreadyInDoc
+  // before changing anything, and KVTSimUttOSError when a write fails, after
+  // putting the file back as it was (its pools, in memory and on disk).
   void NewPool(char const* uuid);
 
   // Copies a pool of another document's file onto the end of this file, byte
-  // for byte, and makes the copy current. Raises KVTSimExcNewPoolReadOnly,
-  // KVTSimExcPoolAlreadyInDoc, KVTSimExcShortPool (the file is then restored),
-  // and the load errors of the copied header.
+  // for byte, and makes the copy current. Raises KVTSimExcNewPoolReadOnly and
+  // KVTSimExcPoolAlreadyInDoc before changing anything; KVTSimExcShortPool,
+  // the load errors of the copied header and KVTSimUttOSError after putting
+  // the file back as it was.
   void AppendPool(KVTSimRpm_Pool const& source);
 
   bool ReadOnly() const;
