@@ -1,5 +1,8 @@
 // KVTSimRpm_BStreamAppendToPool: a write stream that appends to the end of a
-// pool, allocating exactly what it flushes.
+// pool, allocating exactly what it flushes. The pool grows only when the
+// stream flushes, so a stream over a pool that cannot grow (a read-only file,
+// a frozen pool) fails only then, and silently when it is never flushed: call
+// Flush() before destroying the stream.
 //
 // Bytes are gathered in a chunk buffer; each flush allocates that many bytes
 // at the pool's end and writes them there, so everything written lies
@@ -14,8 +17,10 @@
 // with nothing pending then fails the check
 // "mStart + Length() == mPool.End()".
 //
-// The destructor flushes but drops any error it meets: call Flush() to see
-// write errors.
+// The destructor appends pending bytes while the pool is there and drops any
+// error it meets. With nothing pending it does nothing; pending bytes of a
+// pool that is gone (its file or document closed, the document destroyed)
+// are dropped without a report.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMAPPENDTOPOOL_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMAPPENDTOPOOL_H_

@@ -1,4 +1,7 @@
-// KVTSimRpm_BStreamWrite: the interface of every binary write stream.
+// KVTSimRpm_BStreamWrite: the interface of every binary write stream. The
+// streams over pools gather bytes and meet the pool's errors (a read-only
+// file, a frozen pool, bytes past the pool's data) only when they flush,
+// silently if that is in their destructor: call their Flush() first.
 //
 // A writer asks the stream for a span of the next n bytes (PrepWrite) and
 // fills it in place, for instance with KVTSimRpm_Swapper, or appends bulk
