@@ -163,6 +163,14 @@ TEST_F(BufferStreamTest, LocatorsAreStoredAsOffsetAndDirectorySlot) {
   Internalize(in2, stillNull);
   EXPECT_TRUE(stillNull.Null());
   EXPECT_EQ(stillNull.Offset(), 0u);
+
+  // Read into a locator that names a pool, a stored null resets only the
+  // offset: the locator keeps its pool and is not null.
+  KVTSimRpm_BStreamReadBuffer in3(none.data(), none.size(), pool_);
+  KVTSimRpm_Locator named = far;
+  Internalize(in3, named);
+  EXPECT_FALSE(named.Null());
+  EXPECT_TRUE(named == pool_.Start());
 }
 
 TEST_F(BufferStreamTest, LocatorsNeedADirectoryThatListsTheirPool) {

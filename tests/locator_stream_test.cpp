@@ -198,6 +198,49 @@ TEST_F(LocatorStreamTest, LimitRefusesAWriteWithoutWritingAnyOfIt) {
   EXPECT_THROW(past.Flush(), KVTSimExcIOBounds);
 }
 
+TEST_F(LocatorStreamTest, ReadOnlyFileRefusesOnlyWhenTheStreamFlushes) {
+  document_.Close();
+  std::string const before = kvtsim_test::ReadBytes(dir_.File("a.sim"));
+  Doc reader("USR1");
+  KVTSimRpm_Locator start = reader.AddFile(Name(), Doc::AccessRead).Pool().Start();
+  KVTSimRpm_BStreamWriteLocator out(start, 0, 16);
+  std::memcpy(out.PrepWrite(4), "ABCD", 4);  // accepted: gathered, not written
+  EXPECT_THROW(out.Flush(), KVTSimExcWriteReadOnly);
+  testing::internal::CaptureStderr();
+  {
+    KVTSimRpm_BStreamWriteLocator never(start, 0, 16);
+    never.Write("EFGH", 4);
+  }  // never flushed: the destructor's flush fails without a word
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(kvtsim_test::ReadBytes(dir_.File("a.sim")), before);
+}
+
+TEST_F(LocatorStreamTest, StreamsOverAFrozenPoolThatIsNotLastStopAtItsDataEnd) {
+  KVTSimRpm_Pool first = file_.Pool();
+  file_.NewPool(nullptr);  // freezes the first pool, with the next one behind it
+  file_.Allocate(8).Write(8, "NEXTPOOL");
+  document_.Flush();
+  std::string const before = kvtsim_test::ReadBytes(dir_.File("a.sim"));
+  {
+    KVTSimRpm_BStreamWriteLocator out(first.End() - 4, 0, 16);
+    out.Write("12345678", 8);
+    EXPECT_THROW(out.Flush(), KVTSimExcIOBounds);
+  }
+  EXPECT_EQ(kvtsim_test::ReadBytes(dir_.File("a.sim")), before) << "the next pool is untouched";
+  // A read stream limited to the pool's length ends with its data.
+  KVTSimRpm_BStreamReadLocator in(first.Start(), first.Length(), 64);
+  std::string all(data_.size(), '\0');
+  in.Read(&all[0], static_cast<unsigned int>(all.size()));
+  EXPECT_EQ(all, data_);
+  try {
+    in.PrepRead(1);
+    ADD_FAILURE() << "read past the pool's data";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 201u);
+    EXPECT_EQ(e.Available(), 200u);
+  }
+}
+
 TEST_F(LocatorStreamTest, ReferencesIntoAnotherFileSurviveReopening) {
   KVTSimRpm_File other = document_.AddFile(dir_.Name("b.sim"), Doc::AccessWrite);
   other.Allocate(16);
