@@ -257,8 +257,8 @@ TEST_F(FileChainTest, HandlesOfAClosedFileRaiseInsteadOfReachingFreedMemory) {
   KVTSimRpm_Pool pool = file.Pool();
   KVTSimRpm_Locator start = pool.Start();
   document.Close(file);
-  EXPECT_EQ(kvtsim_test::FailedCheck([&] { file.PoolCount(); }), "mCounter->mStrong != 0");
-  EXPECT_EQ(kvtsim_test::FailedCheck([&] { pool.Length(); }), "mCounter->mStrong != 0");
+  EXPECT_TRUE(kvtsim_test::FailsCheck([&] { file.PoolCount(); }));
+  EXPECT_TRUE(kvtsim_test::FailsCheck([&] { pool.Length(); }));
   EXPECT_EQ(start.GetGUID().GetLengthInByte(), 32u) << "map slots outlive their pools";
   EXPECT_THROW(document.Close(file), KVTSimExcCantGetFile);
 }

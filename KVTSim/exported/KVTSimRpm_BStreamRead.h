@@ -35,13 +35,15 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamRead : public mem_AllocationOperators {
   virtual ~KVTSimRpm_BStreamRead();
 
   // A span of the next length bytes; the position advances by length.
-  // REQUIRES: length > 0 (the check "requestedLength > 0").
+  // REQUIRES: length > 0; otherwise KVTBasAssertException.
   virtual char const* PrepRead(unsigned long long length) = 0;
 
   // Copies the next length bytes into buffer and advances; 0 does nothing.
   virtual void Read(char* buffer, unsigned int length) = 0;
 
-  // The directory of the pool the bytes come from.
+  // The directory of the pool the bytes come from; the reference is valid
+  // while the stream lives (and, for a stream over a pool, while the pool
+  // stays loaded).
   virtual KVTSimRpm_PoolDirectoryImpl const& SourceDir() const = 0;
 
   // The overlay that locators read from this stream carry, or null.

@@ -1,5 +1,8 @@
-// KVTSimRpm_Pool: a weak handle to one pool of an open file (see
-// KVTSimRpm_Document.h).
+// KVTSimRpm_Pool: a weak handle to one pool of an open file.
+//
+// REQUIRES for every member but copying, destruction and Impl: the pool's
+// file is open in its document (see KVTSimRpm_Document.h), and the pool is
+// still in it (an empty current pool replaced by NewPool is not).
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_POOL_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_POOL_H_
@@ -16,6 +19,7 @@ class KVTSimRpm_PoolImpl;
 
 class KVTSIM_EXPORT KVTSimRpm_Pool {
  public:
+  // Copies observe the same pool.
   KVTSimRpm_Pool(KVTSimRpm_Pool const& other);
   KVTSimRpm_Pool& operator=(KVTSimRpm_Pool const& other);
   ~KVTSimRpm_Pool();
@@ -26,9 +30,12 @@ class KVTSIM_EXPORT KVTSimRpm_Pool {
 
   // Grows the pool by n bytes (written later through locators) and returns a
   // locator at the first of them. Raises KVTSimExcImmutablePool when the pool
-  // is not its file's open pool (or the file is read-only).
+  // is not its file's open pool (or the file is read-only), and
+  // KVTSimExcIOBounds when the pool's record would outgrow its 16 stored
+  // length digits; the pool is then unchanged.
   KVTSimRpm_Locator Allocate(std::uint64_t n);
 
+  // Whether the pool's file was opened read-only.
   bool ReadOnly() const;
 
   // The pool's directory, shared.
