@@ -184,6 +184,29 @@ TEST_F(FileChainTest, FailedAppendRestoresTheFile) {
   KVTSimRpm_File other = foreign.AddFile(dir_.Name("other.sim"), Doc::AccessWrite);
   EXPECT_THROW(to.AppendPool(other.Pool()), KVTSimExcUserSigMismatch);
   EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
+
+  // A write refused at any step: the copied bytes, then the copy's header.
+  Doc third("USR1");
+  KVTSimRpm_File small = third.AddFile(dir_.Name("small.sim"), Doc::AccessWrite);
+  Append(small, "copied");
+  for (int failures = 0;; ++failures) {
+    gWritesBeforeFailure = failures;
+    KVTSimUttSysCalls::Current().PWrite = PWriteFailingOnce;
+    bool failed = false;
+    try {
+      to.AppendPool(small.Pool());
+    } catch (KVTSimUttOSError const& e) {
+      failed = e.ErrorNumber() == ENOSPC;
+    }
+    KVTSimUttSysCalls::Current() = KVTSimUttSysCalls::Real();
+    if (!failed) {
+      EXPECT_EQ(failures, 2);
+      break;
+    }
+    EXPECT_EQ(std::string(to.Pool().GetGUID().CStr()), id);
+    EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
+  }
+  EXPECT_EQ(to.Pool().Length(), 6u);
 }
 
 TEST_F(FileChainTest, FailedNewPoolLeavesMemoryAndDiskAsTheyWere) {
@@ -198,14 +221,16 @@ TEST_F(FileChainTest, FailedNewPoolLeavesMemoryAndDiskAsTheyWere) {
     unsigned const count = file.PoolCount();
     std::string const id = file.Pool().GetGUID().CStr();
     std::string const before = ReadBytes(dir_.File(name));
-    // Fail each write that NewPool makes in turn, until one runs through.
+    // Fail each write that NewPool makes in turn, until one runs through;
+    // every attempt asks for the same identifier.
+    std::string const newId(32, emptyCurrent ? 'e' : 'd');
     int failures = 0;
     for (bool failed = true; failed; ++failures) {
       gWritesBeforeFailure = failures;
       KVTSimUttSysCalls::Current().PWrite = PWriteFailingOnce;
       failed = false;
       try {
-        file.NewPool(nullptr);
+        file.NewPool(newId.c_str());
       } catch (KVTSimUttOSError const& e) {
         failed = e.ErrorNumber() == ENOSPC;
       }
@@ -218,6 +243,7 @@ TEST_F(FileChainTest, FailedNewPoolLeavesMemoryAndDiskAsTheyWere) {
     }
     EXPECT_EQ(failures, 2) << "the previous pool's header, then the new pool's";
     EXPECT_EQ(file.PoolCount(), count + (emptyCurrent ? 0u : 1u));
+    EXPECT_EQ(std::string(file.Pool().GetGUID().CStr()), newId);
     Append(file, "two");
     document.Close();
 
