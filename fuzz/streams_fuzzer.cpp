@@ -62,6 +62,9 @@ class CountingStream : public KVTSimRpm_BStreamRead {
   }
   KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner_.SourceDir(); }
   KVTSimRpm_MemoryPool* IMPool() const override { return inner_.IMPool(); }
+  // Looking ahead hands nothing out.
+  char const* PeekRead(unsigned long long length) override { return inner_.PeekRead(length); }
+  void CheckRead(unsigned long long length) override { inner_.CheckRead(length); }
   std::uint64_t Count() const { return count_; }
 
  private:

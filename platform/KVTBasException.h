@@ -2,10 +2,15 @@
 //
 // An error is constructed as a local and raised with Throw(file, line), which
 // records the location and rethrows the object as its most-derived kind
-// through Propagate. Callers catch the kinds by type (all are exported).
+// through Propagate. Callers catch the kinds by type (all are exported), or
+// every kind at once as KVTBasException or as std::exception, whose what()
+// gives the short user report.
 
 #ifndef KVTSIM_PLATFORM_KVTBASEXCEPTION_H_
 #define KVTSIM_PLATFORM_KVTBASEXCEPTION_H_
+
+#include <atomic>
+#include <exception>
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
@@ -42,13 +47,21 @@ enum KVTBasErrorCode {
 // How much a report says. Both modes give one line of text.
 enum KVTBasStringMode { KVTBasStringModeShort = 0, KVTBasStringModeFull = 1 };
 
-class KVTSIM_EXPORT KVTBasException : public mem_AllocationOperators {
+class KVTSIM_EXPORT KVTBasException : public mem_AllocationOperators, public std::exception {
  public:
   // Location pair cleared (null file, line 0).
   KVTBasException() noexcept;
-  KVTBasException(KVTBasException const&) noexcept = default;
-  KVTBasException& operator=(KVTBasException const&) noexcept = default;
-  virtual ~KVTBasException();
+  // Copies never fail and cost a few words: a report text made by what() is
+  // shared, not copied.
+  KVTBasException(KVTBasException const& other) noexcept;
+  KVTBasException& operator=(KVTBasException const& other) noexcept;
+  ~KVTBasException() override;
+
+  // The short user report, UserReport(KVTBasStringModeShort), for example
+  // "KVTSimExcIOBounds(start=0, end=9, limit=8)". The text is made at the
+  // first call (from any thread) and is valid while this error object lives.
+  // Never raises: when no memory is left for the text it is "KVTBasException".
+  char const* what() const noexcept override;
 
   // For a developer: the kind, its arguments and the raising location.
   virtual atr_String DeveloperReport(KVTBasStringMode mode) const;
@@ -74,8 +87,12 @@ class KVTSIM_EXPORT KVTBasException : public mem_AllocationOperators {
   int Line() const noexcept { return mLine; }
 
  private:
+  struct ReportText;
+
   char const* mFile;
   int mLine;
+  // Made by the first what(); shared by the copies of the error.
+  mutable std::atomic<ReportText*> mReport;
 };
 
 #endif  // KVTSIM_PLATFORM_KVTBASEXCEPTION_H_

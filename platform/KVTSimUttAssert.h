@@ -10,6 +10,9 @@
 // Report lines read
 //   "assertion failed: <expression> (<file>:<line>)"   for KVTSIM_ASSERT
 //   "validation failed: <expression> (<file>:<line>)"  for KVTSIM_VALIDATE
+// A host that shows errors its own way (a GUI, a Python interpreter) turns the
+// report line off with SetReportToStderr(false); the raised exception carries
+// the expression, file and line either way.
 
 #ifndef KVTSIM_PLATFORM_KVTSIMUTTASSERT_H_
 #define KVTSIM_PLATFORM_KVTSIMUTTASSERT_H_
@@ -23,6 +26,15 @@ class KVTSIM_EXPORT KVTSimUttAssert {
 
   // Writes the validation report line for a rejected caller value.
   static void ReportValidationFailure(char const* expression, char const* file, int line) noexcept;
+
+  // Process-wide: whether the two report operations above write their line to
+  // standard error (on when the process starts). Returns the previous
+  // setting. Any thread may call it at any time; a check failing meanwhile on
+  // another thread uses either setting.
+  static bool SetReportToStderr(bool on) noexcept;
+
+  // The setting in force.
+  static bool ReportsToStderr() noexcept;
 
   // Steps 2 and 3 of a failed check: raises KVTBasAssertException when
   // stillFails, otherwise ends the process with status 1. Never returns.

@@ -96,12 +96,25 @@ TEST_F(AppendStreamTest, RecordsWithStringsAndLocatorsReadBack) {
   }
 }
 
-TEST_F(AppendStreamTest, ReadOnlyPoolRefusesAtTheFirstAppend) {
+TEST_F(AppendStreamTest, ReadOnlyPoolRefusesOnlyWhenTheStreamFlushes) {
   document_.Close();
+  std::string const before = kvtsim_test::ReadBytes(dir_.File("a.sim"));
   Doc reader("USR1");
   KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
-  KVTSimRpm_BStreamAppendToPool out(file.Pool(), 16);
-  out.Write("x", 1);
-  EXPECT_THROW(out.Flush(), KVTSimExcImmutablePool);
+  {
+    KVTSimRpm_BStreamAppendToPool out(file.Pool(), 16);
+    out.Write("x", 1);  // accepted: nothing reaches the pool before a flush
+    EXPECT_THROW(out.Flush(), KVTSimExcImmutablePool);
+    // The refused append was counted as written while its byte is still
+    // pending: the length counts it twice.
+    EXPECT_EQ(out.Length(), 2u);
+  }
+  testing::internal::CaptureStderr();
+  {
+    KVTSimRpm_BStreamAppendToPool never(file.Pool(), 16);
+    never.Write("y", 1);
+  }  // never flushed: the destructor's flush fails without a word
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(kvtsim_test::ReadBytes(dir_.File("a.sim")), before);
   EXPECT_THROW(KVTSimRpm_BStreamAppendToPool(file.Pool(), 1ull << 32), KVTSimExcRequestTooBig);
 }

@@ -61,17 +61,63 @@ TEST_F(BufferStreamTest, StringsAreStoredWithLengthAndPaddingToFour) {
   EXPECT_TRUE(text.IsEmpty());
 }
 
-TEST_F(BufferStreamTest, DamagedStringLengthsRaiseWithoutTouchingTheString) {
+TEST_F(BufferStreamTest, DamagedStringsRaiseLeavingStringAndPositionAsTheyWere) {
   KVTString text("kept");
   std::string negative = kvtsim_test::U32(0xFFFFFFF0u) + "abcd";
   KVTSimRpm_BStreamReadBuffer in(negative.data(), negative.size());
   EXPECT_THROW(in.Read(text), KVTSimExcRequestTooBig);
-  // A length far beyond the bytes present is met by the stream's end, not by
-  // an allocation of that size.
+  EXPECT_EQ(std::string(in.PrepRead(4), 4), negative.substr(0, 4));
+  // A text of 20 bytes with 18 left fails as one request for the whole
+  // stored string, before any of it is taken.
+  std::string truncated = kvtsim_test::U32(20) + std::string(18, 'x');
+  KVTSimRpm_BStreamReadBuffer in2(truncated.data(), truncated.size());
+  try {
+    in2.Read(text);
+    ADD_FAILURE() << "a truncated string was read";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 24u);
+    EXPECT_EQ(e.Available(), 22u);
+  }
+  EXPECT_EQ(std::string(in2.PrepRead(22), 22), truncated);
+  // A length far beyond the bytes present is met before any allocation.
   std::string huge = kvtsim_test::U32(INT_MAX) + "abcdefgh";
-  KVTSimRpm_BStreamReadBuffer in2(huge.data(), huge.size());
-  EXPECT_THROW(in2.Read(text), KVTSimExcShortBuffer);
+  KVTSimRpm_BStreamReadBuffer in3(huge.data(), huge.size());
+  try {
+    in3.Read(text);
+    ADD_FAILURE() << "a truncated string was read";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 4u + (1u << 31));
+    EXPECT_EQ(e.Available(), 12u);
+  }
   EXPECT_STREQ(text.CStr(), "kept");
+}
+
+TEST_F(BufferStreamTest, StreamsThatCannotLookAheadReadStringsInPieces) {
+  // A caller's stream that only forwards the four required operations.
+  struct Forwarding : public KVTSimRpm_BStreamRead {
+    explicit Forwarding(KVTSimRpm_BStreamRead& to) : inner(to) {}
+    using KVTSimRpm_BStreamRead::Read;
+    char const* PrepRead(unsigned long long n) override { return inner.PrepRead(n); }
+    void Read(char* buffer, unsigned int n) override { inner.Read(buffer, n); }
+    KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner.SourceDir(); }
+    KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
+    KVTSimRpm_BStreamRead& inner;
+  };
+  std::string bytes = Stored(KVTString("a text longer than one piece")) + kvtsim_test::U32(40) +
+                      std::string(30, 'y');
+  KVTSimRpm_BStreamReadBuffer buffer(bytes.data(), bytes.size());
+  Forwarding in(buffer);
+  EXPECT_EQ(in.PeekRead(4), nullptr);
+  KVTString text;
+  in.Read(text);
+  EXPECT_STREQ(text.CStr(), "a text longer than one piece");
+  try {
+    in.Read(text);
+    ADD_FAILURE() << "a truncated string was read";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 16u);  // the piece that found the end
+    EXPECT_EQ(e.Available(), 14u);
+  }
 }
 
 TEST_F(BufferStreamTest, ShortBufferReportsRequestAndRemainderAndKeepsPosition) {
@@ -117,6 +163,14 @@ TEST_F(BufferStreamTest, LocatorsAreStoredAsOffsetAndDirectorySlot) {
   Internalize(in2, stillNull);
   EXPECT_TRUE(stillNull.Null());
   EXPECT_EQ(stillNull.Offset(), 0u);
+
+  // Read into a locator that names a pool, a stored null resets only the
+  // offset: the locator keeps its pool and is not null.
+  KVTSimRpm_BStreamReadBuffer in3(none.data(), none.size(), pool_);
+  KVTSimRpm_Locator named = far;
+  Internalize(in3, named);
+  EXPECT_FALSE(named.Null());
+  EXPECT_TRUE(named == pool_.Start());
 }
 
 TEST_F(BufferStreamTest, LocatorsNeedADirectoryThatListsTheirPool) {

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <string>
+#include <string_view>
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
@@ -125,9 +126,24 @@ TEST_F(DocumentTest, PublicHandlesForwardAndShare) {
   EXPECT_EQ(directory.GetGUID(), id);
   document.Close();
   // The directory handle lives on; its identifier went with the closed map.
-  EXPECT_EQ(kvtsim_test::FailedCheck([&] { directory.GetGUID(); }), "mCounter->mStrong != 0");
+  EXPECT_TRUE(kvtsim_test::FailsCheck([&] { directory.GetGUID(); }));
 }
 
 TEST_F(DocumentTest, DocumentWithoutImplementationRaisesValidationFailure) {
   EXPECT_THROW(Doc document(nullptr), KVTSimExcValidationFailure);
+}
+
+TEST_F(DocumentTest, SignatureGivenAsStringViewMustHoldExactlyFourBytes) {
+  EXPECT_THROW(Doc(std::string_view("TH")), KVTSimExcValidationFailure);
+  EXPECT_THROW(Doc(std::string_view("THRMAL")), KVTSimExcValidationFailure);
+  EXPECT_THROW(Doc(std::string_view()), KVTSimExcValidationFailure);
+  // Any four bytes, a zero among them too, are stored as given.
+  {
+    Doc document(std::string("T\0R\xFF", 4));
+    document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+    document.Close();
+  }
+  EXPECT_EQ(kvtsim_test::ReadBytes(dir_.File("a.sim")).substr(16, 4), std::string("T\0R\xFF", 4));
+  Doc reader(std::string_view("T\0R\xFF", 4));
+  EXPECT_EQ(reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead).PoolCount(), 1u);
 }

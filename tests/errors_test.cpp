@@ -3,8 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <exception>
 #include <set>
 #include <string>
+#include <thread>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 
@@ -79,6 +82,19 @@ TEST(ChecksTest, FailedCheckReportsOneLineThenRaisesWithItsText) {
   EXPECT_EQ(CheckFailure([] { FailValidation(0); }), "(nothing raised)");
 }
 
+TEST(ChecksTest, TheReportLineCanBeSilencedButTheRaisedErrorKeepsItsText) {
+  EXPECT_TRUE(KVTSimUttAssert::ReportsToStderr());
+  EXPECT_TRUE(KVTSimUttAssert::SetReportToStderr(false));
+  std::string silent = CheckFailure(FailAssertion);
+  std::string report = CheckFailure([] {  // the report operations obey it as well
+    KVTSimUttAssert::ReportValidationFailure("x", "y.cpp", 1);
+  });
+  EXPECT_FALSE(KVTSimUttAssert::SetReportToStderr(true));
+  EXPECT_EQ(silent.rfind("1 + 1 == 3 @ tests/errors_test.cpp:", 0), 0u) << silent;
+  EXPECT_EQ(report, "(nothing raised)");
+  EXPECT_EQ(CheckFailure(FailAssertion).rfind("assertion failed: 1 + 1 == 3 (", 0), 0u);
+}
+
 TEST(ChecksDeathTest, ConditionThatHoldsOnRetestEndsTheProcessWithStatusOne) {
   auto flips = [] {
     int evaluations = 0;
@@ -123,6 +139,63 @@ TEST(ErrorKindsTest, EveryKindArrivesAsItselfWithItsOwnCodeAndName) {
   check(RaiseAndCatch(KVTSimUttOSError("open", KVTString("/x"), ENOENT)),
         "KVTSimUttOSError(open '/x': ");
   EXPECT_EQ(codes.size(), 24u);
+}
+
+TEST(ErrorKindsTest, EveryKindIsAStdExceptionWhoseWhatIsTheShortUserReport) {
+  static_assert(std::is_base_of_v<std::exception, KVTBasException>);
+  static_assert(std::is_nothrow_copy_constructible_v<KVTSimExcCantCreateFile>);
+  static_assert(std::is_nothrow_copy_assignable_v<KVTSimExcIOBounds>);
+  static_assert(std::is_nothrow_copy_constructible_v<KVTBasAssertException>);
+  auto what = [](auto error) -> std::string {
+    try {
+      error.Throw("origin.cpp", 7);
+    } catch (std::exception const& e) {
+      return e.what();
+    }
+    return "(nothing raised)";
+  };
+  EXPECT_EQ(what(KVTSimExcShortBuffer(20, 18)), "KVTSimExcShortBuffer(needed=20, available=18)");
+  EXPECT_EQ(what(KVTSimExcWriteReadOnly()), "KVTSimExcWriteReadOnly");
+  EXPECT_EQ(what(KVTBasAssertException("a < b")), "KVTBasAssertException(a < b)");
+  EXPECT_EQ(what(KVTSimUttOSError("open", KVTString("/x"), ENOENT))
+                .rfind("KVTSimUttOSError(open '/x': ", 0),
+            0u);
+
+  // The text is made once and shared by later copies, which outlive the original.
+  KVTSimExcNeedUpgrade* original =
+      new KVTSimExcNeedUpgrade(6, 5, KVTSimUttExceptionString<1024>("c.sim"));
+  char const* text = original->what();
+  KVTSimExcNeedUpgrade copy(*original);
+  KVTSimExcNeedUpgrade assigned(1, 1, KVTSimUttExceptionString<1024>(""));
+  assigned = copy;
+  assigned = assigned;
+  delete original;
+  EXPECT_EQ(copy.what(), text);
+  EXPECT_STREQ(assigned.what(), "KVTSimExcNeedUpgrade(current=6, found=5, file='c.sim')");
+}
+
+TEST(ErrorKindsTest, WhatMayBeAskedFromSeveralThreadsAtOnce) {
+  // One thrown error reached through an exception_ptr, as a host hands it on.
+  std::exception_ptr raised;
+  try {
+    KVTSimExcRequestTooBig(4096, 16).Throw("origin.cpp", 1);
+  } catch (...) {
+    raised = std::current_exception();
+  }
+  std::string seen[2];
+  auto ask = [&raised, &seen](int i) {
+    try {
+      std::rethrow_exception(raised);
+    } catch (std::exception const& e) {
+      seen[i] = e.what();
+    }
+  };
+  std::thread first(ask, 0);
+  std::thread second(ask, 1);
+  first.join();
+  second.join();
+  EXPECT_EQ(seen[0], "KVTSimExcRequestTooBig(requested=4096, capacity=16)");
+  EXPECT_EQ(seen[1], seen[0]);
 }
 
 TEST(ErrorKindsTest, ArgumentsAndLocationSurviveANestedRaise) {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <climits>
 #include <cstring>
 #include <string>
 
@@ -10,6 +11,7 @@
 #include "KVTSimRpm_BStreamReadLocator.h"
 #include "KVTSimRpm_BStreamWriteLocator.h"
 #include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_MemoryPool.h"
 #include "kvtsim_test_util.h"
 
 namespace {
@@ -77,6 +79,73 @@ TEST_F(LocatorStreamTest, EndOfPoolStopsPrepRead) {
   }
 }
 
+TEST_F(LocatorStreamTest, TruncatedStringsRaiseWithTheWholeStringsNumbersAndTakeNothing) {
+  // At the end of the pool: a length field, then ten of the bytes it claims.
+  auto storeTruncated = [this](std::uint32_t length) {
+    std::string bytes = kvtsim_test::U32(length) + "0123456789";
+    KVTSimRpm_Locator at = file_.Allocate(bytes.size());
+    at.Write(bytes.size(), bytes.data());
+    return at;
+  };
+  auto expectTooBig = [](KVTSimRpm_BStreamReadLocator& in, unsigned requested, unsigned available) {
+    KVTString text("kept");
+    try {
+      in.Read(text);
+      ADD_FAILURE() << "a truncated string was read";
+    } catch (KVTSimExcRequestTooBig const& e) {
+      EXPECT_EQ(e.Requested(), requested);
+      EXPECT_EQ(e.Capacity(), available);
+    }
+    EXPECT_STREQ(text.CStr(), "kept");
+  };
+  KVTSimRpm_Locator within = storeTruncated(20);  // fits one chunk of 64
+  KVTSimRpm_BStreamReadLocator in(within, 0, 64);
+  expectTooBig(in, 24, 14);
+  KVTSimRpm_Locator beyond = storeTruncated(INT_MAX);  // far more than a chunk
+  KVTSimRpm_BStreamReadLocator far(beyond, 0, 16);
+  expectTooBig(far, 4u + (1u << 31), 14);
+  EXPECT_EQ(std::string(far.PrepRead(4), 4), kvtsim_test::U32(INT_MAX));
+
+  // A limit is met first, with the end of the whole string and the limit.
+  KVTSimRpm_BStreamReadLocator limited(within, 12, 64);
+  try {
+    KVTString text;
+    limited.Read(text);
+    ADD_FAILURE() << "read past the limit";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 24u);
+    EXPECT_EQ(e.Available(), 12u);
+  }
+  EXPECT_EQ(std::string(limited.PrepRead(4), 4), kvtsim_test::U32(20));
+}
+
+TEST_F(LocatorStreamTest, StringsLongerThanAChunkAreReadWholeOrNotAtAll) {
+  std::string text(40, 's');
+  KVTSimRpm_Locator at = file_.Allocate(4 + text.size());
+  {
+    KVTSimRpm_BStreamWriteLocator out(at, 0, 16);
+    out.Write(KVTString(text.c_str()));
+  }
+  KVTString back;
+  KVTSimRpm_BStreamReadLocator whole(at, 0, 16);
+  whole.Read(back);
+  EXPECT_EQ(std::string(back.CStr()), text);
+
+  // Read through an overlay that ends inside the text, the stream's bulk
+  // read would stop at the overlay's end: the string is refused instead.
+  KVTSimRpm_MemoryPool overlay(at, 20);
+  KVTSimRpm_BStreamReadLocator overlaid(KVTSimRpm_Locator(at, overlay), 0, 16);
+  back = KVTString("kept");
+  try {
+    overlaid.Read(back);
+    ADD_FAILURE() << "a string past the overlay's end was read";
+  } catch (KVTSimExcRequestTooBig const& e) {
+    EXPECT_EQ(e.Requested(), 44u);
+    EXPECT_EQ(e.Capacity(), 20u);
+  }
+  EXPECT_STREQ(back.CStr(), "kept");
+}
+
 TEST_F(LocatorStreamTest, InterleavedSmallAndLargeReadsKeepStreamOrder) {
   KVTSimRpm_BStreamReadLocator in(start_, 0, 16);
   std::string got(in.PrepRead(4), 4);
@@ -127,6 +196,49 @@ TEST_F(LocatorStreamTest, LimitRefusesAWriteWithoutWritingAnyOfIt) {
   KVTSimRpm_BStreamWriteLocator past(file_.End() - 2, 0, 16);
   std::memcpy(past.PrepWrite(4), "over", 4);
   EXPECT_THROW(past.Flush(), KVTSimExcIOBounds);
+}
+
+TEST_F(LocatorStreamTest, ReadOnlyFileRefusesOnlyWhenTheStreamFlushes) {
+  document_.Close();
+  std::string const before = kvtsim_test::ReadBytes(dir_.File("a.sim"));
+  Doc reader("USR1");
+  KVTSimRpm_Locator start = reader.AddFile(Name(), Doc::AccessRead).Pool().Start();
+  KVTSimRpm_BStreamWriteLocator out(start, 0, 16);
+  std::memcpy(out.PrepWrite(4), "ABCD", 4);  // accepted: gathered, not written
+  EXPECT_THROW(out.Flush(), KVTSimExcWriteReadOnly);
+  testing::internal::CaptureStderr();
+  {
+    KVTSimRpm_BStreamWriteLocator never(start, 0, 16);
+    never.Write("EFGH", 4);
+  }  // never flushed: the destructor's flush fails without a word
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(kvtsim_test::ReadBytes(dir_.File("a.sim")), before);
+}
+
+TEST_F(LocatorStreamTest, StreamsOverAFrozenPoolThatIsNotLastStopAtItsDataEnd) {
+  KVTSimRpm_Pool first = file_.Pool();
+  file_.NewPool(nullptr);  // freezes the first pool, with the next one behind it
+  file_.Allocate(8).Write(8, "NEXTPOOL");
+  document_.Flush();
+  std::string const before = kvtsim_test::ReadBytes(dir_.File("a.sim"));
+  {
+    KVTSimRpm_BStreamWriteLocator out(first.End() - 4, 0, 16);
+    out.Write("12345678", 8);
+    EXPECT_THROW(out.Flush(), KVTSimExcIOBounds);
+  }
+  EXPECT_EQ(kvtsim_test::ReadBytes(dir_.File("a.sim")), before) << "the next pool is untouched";
+  // A read stream limited to the pool's length ends with its data.
+  KVTSimRpm_BStreamReadLocator in(first.Start(), first.Length(), 64);
+  std::string all(data_.size(), '\0');
+  in.Read(&all[0], static_cast<unsigned int>(all.size()));
+  EXPECT_EQ(all, data_);
+  try {
+    in.PrepRead(1);
+    ADD_FAILURE() << "read past the pool's data";
+  } catch (KVTSimExcShortBuffer const& e) {
+    EXPECT_EQ(e.Needed(), 201u);
+    EXPECT_EQ(e.Available(), 200u);
+  }
 }
 
 TEST_F(LocatorStreamTest, ReferencesIntoAnotherFileSurviveReopening) {

@@ -110,3 +110,23 @@ TEST_F(MemoryPoolTest, LocatorOfAClosedFileCannotBeDereferenced) {
   EXPECT_THROW(at.Write(1, "x"), KVTSimExcCantDerefLocator);
   EXPECT_EQ(FailedCheck([&] { at.ReadOnly(); }), "mPointer && mCounter");
 }
+
+TEST_F(MemoryPoolTest, OverlayWriteOnAReadOnlyFileIsRefusedByThePoolAfterTheCopy) {
+  document_.Close();
+  std::string const before = kvtsim_test::ReadBytes(dir_.File("a.sim"));
+  Doc reader("USR1");
+  KVTSimRpm_Locator start =
+      reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead).Pool().Start() + 1000;
+  KVTSimRpm_MemoryPool overlay(start, 100);
+  KVTSimRpm_Locator at(start, overlay);
+  EXPECT_TRUE(at.ReadOnly());
+  EXPECT_THROW(at.Write(4, "WXYZ"), KVTSimExcWriteReadOnly);
+  EXPECT_EQ(kvtsim_test::ReadBytes(dir_.File("a.sim")), before);
+  // The copy is written first, so it now differs from the file: readers
+  // through the overlay see bytes that the file never received.
+  char bytes[4];
+  ASSERT_EQ(at.Read(4, bytes), 4u);
+  EXPECT_EQ(std::string(bytes, 4), "WXYZ");
+  ASSERT_EQ(KVTSimRpm_Locator(at, 0).Read(4, bytes), 4u);
+  EXPECT_EQ(std::string(bytes, 4), data_.substr(1000, 4));
+}

@@ -142,6 +142,5 @@ TEST(MatrixTest, GrowingOneRowAtATimeReallocatesRarelyAndKeepsCells) {
   EXPECT_LT(reallocations, 40);
   for (int n = 1; n <= 2000; ++n)
     EXPECT_EQ(matrix.Item(n - 1, n - 1), n);
-  EXPECT_EQ(kvtsim_test::FailedCheck([&] { matrix.Grow(matrix.Capacity() + 1); }),
-            "n <= mCapacity");
+  EXPECT_TRUE(kvtsim_test::FailsCheck([&] { matrix.Grow(matrix.Capacity() + 1); }));
 }

@@ -64,6 +64,9 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   // cut where it began), and a current pool holding data is frozen with its
   // exact length.
   // Raises KVTSimExcNewPoolReadOnly on a read-only file (nothing changes).
+  // When a write fails part-way (KVTSimUttOSError), the pools, the file's
+  // size and the headers written are put back as they were, in memory and on
+  // disk, before the error is raised.
   // REQUIRES: directory is filled and bound to this document's map.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(
       KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& directory);
@@ -77,8 +80,10 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   // this file and makes the copy current. Raises KVTSimExcNewPoolReadOnly on a
   // read-only file, KVTSimExcPoolAlreadyInDoc when the source's identifier is
   // loaded in this document, KVTSimExcShortPool when the source file ends
-  // early (this file's size, logical length and chain are then restored),
-  // and the errors of KVTSimRpm_PoolImpl::Load for the copied header.
+  // early, the errors of KVTSimRpm_PoolImpl::Load for the copied header, and
+  // those of a failed write. After any of these but the first two, this
+  // file's size, logical length, chain and headers are put back as in
+  // NewPool.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> AppendPool(KVTSimRpm_PoolImpl& source);
 
   // The current pool. A file without pools fails "mCurrentPoolIndex >= 0".
@@ -134,8 +139,20 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   void Load();
   void CreateFirstPool();
   void AddLoadedPool(PoolRef const& pool);
+  // What NewPool and AppendPool put back when they fail part-way.
+  struct ChainState {
+    std::uint64_t size;           // of the file on disk
+    std::uint64_t logicalLength;  // FileLength()
+    int poolCount;
+    int currentIndex;
+    bool currentFrozen;
+  };
+
   PoolRef DropEmptyCurrentPool();
-  void RestoreDroppedPool(PoolRef const& dropped);
+  ChainState SaveChain();
+  // Back to saved, taking back dropped (the empty current pool the failed
+  // call dropped, or null), in memory and on disk.
+  void RestoreChain(ChainState const& saved, PoolRef const& dropped);
   void CopyPoolBytes(KVTSimRpm_PoolImpl& source, std::uint64_t start);
   void MakeCurrent(PoolRef const& pool);
   // An empty directory bound to the document's pool map.

@@ -93,9 +93,12 @@ class KVTSIM_EXPORT KVTSimRpm_WeakRef {
   // True when the handle observes nothing; a handle whose object is gone is not null.
   bool Null() const noexcept { return mPointer == nullptr; }
 
-  // True when both handles observe the same object (or both are null).
+  // True when both handles observe the same object (or both are null), also
+  // after it is gone. Compared by control block, not by address: a block
+  // stays allocated while a handle holds it, whereas a dead object's address
+  // may already hold a new object.
   bool SameObject(KVTSimRpm_WeakRef const& other) const noexcept {
-    return mPointer == other.mPointer;
+    return mCounter == other.mCounter;
   }
 
  private:

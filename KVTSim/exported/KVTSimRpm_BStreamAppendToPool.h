@@ -1,5 +1,8 @@
 // KVTSimRpm_BStreamAppendToPool: a write stream that appends to the end of a
-// pool, allocating exactly what it flushes.
+// pool, allocating exactly what it flushes. The pool grows only when the
+// stream flushes, so a stream over a pool that cannot grow (a read-only file,
+// a frozen pool) fails only then, and silently when it is never flushed: call
+// Flush() before destroying the stream.
 //
 // Bytes are gathered in a chunk buffer; each flush allocates that many bytes
 // at the pool's end and writes them there, so everything written lies
@@ -11,11 +14,13 @@
 //
 // If anything else allocates in the pool between two appends, the next
 // append raises KVTSimExcBrokenStream and leaves its bytes pending; a flush
-// with nothing pending then fails the check
-// "mStart + Length() == mPool.End()".
+// with nothing pending then raises KVTBasAssertException, since the pool no
+// longer ends where the stream's data does.
 //
-// The destructor flushes but drops any error it meets: call Flush() to see
-// write errors.
+// The destructor appends pending bytes while the pool is there and drops any
+// error it meets. With nothing pending it does nothing; pending bytes of a
+// pool that is gone (its file or document closed, the document destroyed)
+// are dropped without a report.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMAPPENDTOPOOL_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMAPPENDTOPOOL_H_
@@ -31,7 +36,7 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamAppendToPool : public KVTSimRpm_BStreamWrit
  public:
   // Appends to pool through a buffer of chunkSize bytes (at least 16),
   // allocated here. A chunk of 2^32 bytes or more raises
-  // KVTSimExcRequestTooBig.
+  // KVTSimExcRequestTooBig. REQUIRES: the pool's file is open.
   KVTSimRpm_BStreamAppendToPool(KVTSimRpm_Pool const& pool, unsigned long long chunkSize);
   KVTSimRpm_BStreamAppendToPool(KVTSimRpm_BStreamAppendToPool const&) = delete;
   KVTSimRpm_BStreamAppendToPool& operator=(KVTSimRpm_BStreamAppendToPool const&) = delete;
@@ -41,7 +46,10 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamAppendToPool : public KVTSimRpm_BStreamWrit
   unsigned long long Length() const { return mWritten + mPending; }
 
   // Appends the pending bytes, then checks that the pool ends where this
-  // stream's data ends.
+  // stream's data ends. Raises the errors of the append (above); a pool that
+  // cannot grow raises KVTSimExcImmutablePool, and the refused bytes then
+  // count as written while staying pending. REQUIRES: the pool's file is
+  // open.
   void Flush();
 
   using KVTSimRpm_BStreamWrite::Write;

@@ -35,24 +35,46 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamRead : public mem_AllocationOperators {
   virtual ~KVTSimRpm_BStreamRead();
 
   // A span of the next length bytes; the position advances by length.
-  // REQUIRES: length > 0 (the check "requestedLength > 0").
+  // REQUIRES: length > 0; otherwise KVTBasAssertException.
   virtual char const* PrepRead(unsigned long long length) = 0;
 
   // Copies the next length bytes into buffer and advances; 0 does nothing.
   virtual void Read(char* buffer, unsigned int length) = 0;
 
-  // The directory of the pool the bytes come from.
+  // The directory of the pool the bytes come from; the reference is valid
+  // while the stream lives (and, for a stream over a pool, while the pool
+  // stays loaded).
   virtual KVTSimRpm_PoolDirectoryImpl const& SourceDir() const = 0;
 
   // The overlay that locators read from this stream carry, or null.
   virtual KVTSimRpm_MemoryPool* IMPool() const = 0;
 
-  // Reads a stored string into s. A negative stored length raises
-  // KVTSimExcRequestTooBig (requested: the length as unsigned, capacity:
-  // 2^31 - 1); a length longer than the stream can still deliver raises the
-  // stream's own error (KVTSimExcShortBuffer or KVTSimExcRequestTooBig). The
-  // text is read in pieces, so memory grows only with the bytes that exist; s
-  // is changed only on success.
+  // Look-ahead, for readers that must check stored lengths before trusting
+  // them. Both leave the position where it is.
+  //
+  // PeekRead: the span that PrepRead(length) would return, valid until the
+  // next call on the stream; it raises what PrepRead(length) raises. Returns
+  // null when the stream cannot look ahead, as the default does. The
+  // library's streams can.
+  virtual char const* PeekRead(unsigned long long length);
+
+  // CheckRead: raises what a Read of the next length bytes would raise when
+  // the stream cannot deliver them all, otherwise nothing; length may exceed
+  // a chunk. Allocates nothing in proportion to length. The default checks
+  // nothing.
+  virtual void CheckRead(unsigned long long length);
+
+  // Reads a stored string into s. Its length field is not trusted: the whole
+  // stored string (4 + padded length bytes) is checked as one request before
+  // anything is taken or allocated, so a truncated string raises the
+  // stream's error with the whole string's numbers (KVTSimExcShortBuffer
+  // past a buffer's end or a length limit, KVTSimExcRequestTooBig past the
+  // end of a pool) and a negative length raises KVTSimExcRequestTooBig
+  // (requested: the length as unsigned, capacity: 2^31 - 1). On any failure
+  // the position and s are as they were.
+  // A stream that cannot look ahead (PeekRead returns null) is read in
+  // 16-byte pieces instead, so that memory grows only with the bytes that
+  // exist; a failure then leaves the position after the bytes taken.
   void Read(KVTString& s);
 };
 

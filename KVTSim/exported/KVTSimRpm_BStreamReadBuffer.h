@@ -4,8 +4,8 @@
 // valid as long as that buffer (the stream does not own it). A request past
 // the end raises KVTSimExcShortBuffer (requested, remaining) and leaves the
 // position unchanged. Locators are decoded against the directory the stream
-// was built with; one built without a directory fails the check
-// "mPointer && mCounter" when asked for it.
+// was built with. REQUIRES for reading a locator (SourceDir): the stream was
+// built with a directory or a pool; otherwise KVTBasAssertException.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMREADBUFFER_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMREADBUFFER_H_
@@ -33,6 +33,8 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamReadBuffer : public KVTSimRpm_BStreamRead {
   char const* PrepRead(unsigned long long requestedLength) override;
   void Read(char* buffer, unsigned int length) override;
   KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override;
+  char const* PeekRead(unsigned long long requestedLength) override;
+  void CheckRead(unsigned long long length) override;
   KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
 
  private:

@@ -41,6 +41,8 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamReadLocator : public KVTSimRpm_BStreamRead 
   char const* PrepRead(unsigned long long requestedLength) override;
   void Read(char* buffer, unsigned int length) override;
   KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override;
+  char const* PeekRead(unsigned long long requestedLength) override;
+  void CheckRead(unsigned long long length) override;
   KVTSimRpm_MemoryPool* IMPool() const override;
 
  private:

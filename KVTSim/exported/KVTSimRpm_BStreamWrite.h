@@ -1,4 +1,7 @@
-// KVTSimRpm_BStreamWrite: the interface of every binary write stream.
+// KVTSimRpm_BStreamWrite: the interface of every binary write stream. The
+// streams over pools gather bytes and meet the pool's errors (a read-only
+// file, a frozen pool, bytes past the pool's data) only when they flush,
+// silently if that is in their destructor: call their Flush() first.
 //
 // A writer asks the stream for a span of the next n bytes (PrepWrite) and
 // fills it in place, for instance with KVTSimRpm_Swapper, or appends bulk
@@ -30,13 +33,16 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamWrite : public mem_AllocationOperators {
   virtual ~KVTSimRpm_BStreamWrite();
 
   // A span for the next length bytes, to be filled by the caller; the
-  // position advances by length. REQUIRES: length > 0 ("requestedLength > 0").
+  // position advances by length. REQUIRES: length > 0; otherwise
+  // KVTBasAssertException.
   virtual char* PrepWrite(unsigned long long length) = 0;
 
   // Appends length bytes; 0 does nothing.
   virtual void Write(char const* data, unsigned int length) = 0;
 
-  // The directory of the pool that receives the bytes.
+  // The directory of the pool that receives the bytes; the reference is
+  // valid while the stream lives (and, for a stream over a pool, while the
+  // pool stays loaded).
   virtual KVTSimRpm_PoolDirectoryImpl const& SourceDir() const = 0;
 
   // Always null for the write streams of this library.

@@ -4,8 +4,8 @@
 // so written bytes are there at once. A request past the end raises
 // KVTSimExcShortBuffer (requested, remaining) and leaves the position
 // unchanged. Locators are encoded against the directory the stream was built
-// with; one built without a directory fails the check "mPointer && mCounter"
-// when asked for it.
+// with. REQUIRES for writing a locator (SourceDir): the stream was built with
+// a directory or a pool; otherwise KVTBasAssertException.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMWRITEBUFFER_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMWRITEBUFFER_H_

@@ -1,5 +1,8 @@
 // KVTSimRpm_BStreamWriteLocator: a write stream over pool bytes from a
-// locator (the bytes must already be allocated in the pool).
+// locator (the bytes must already be allocated in the pool). The bytes reach
+// the pool only when the stream flushes, so a stream over a read-only file
+// fails only then (KVTSimExcWriteReadOnly), and silently when it is never
+// flushed: call Flush() before destroying the stream.
 //
 // Gathers writes in a private chunk buffer (allocated at the first request)
 // and writes them to the pool at Flush, when a request does not fit, or at
@@ -13,8 +16,11 @@
 // Pool errors (KVTSimExcIOBounds past the pool's data, KVTSimExcWriteReadOnly,
 // KVTSimExcCantDerefLocator) come from the flush that meets them.
 //
-// The destructor flushes but drops any error it meets: call Flush() to see
-// write errors. Counts in errors are reported as unsigned 32-bit numbers.
+// The destructor writes pending bytes while the start locator's pool is
+// loaded, and drops any error it meets; pending bytes of a pool that is no
+// longer loaded (its file or document closed, the document destroyed) are
+// dropped without a report. Counts in errors are reported as unsigned 32-bit
+// numbers.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMWRITELOCATOR_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_BSTREAMWRITELOCATOR_H_

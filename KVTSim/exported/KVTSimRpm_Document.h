@@ -2,17 +2,21 @@
 // directories.
 //
 // KVTSimRpm_Document owns its implementation. KVTSimRpm_File and
-// KVTSimRpm_Pool are weak: they never keep a file or pool alive and are valid
-// only while the file is open in its document; used after that they raise
-// KVTBasAssertException ("mCounter->mStrong != 0"), and a default handle
-// ("mPointer && mCounter"). KVTSimRpm_PoolDirectory is strong: it keeps its
-// directory alive. The handles add no locking.
+// KVTSimRpm_Pool are weak: they never keep a file or pool alive.
+// KVTSimRpm_PoolDirectory is strong: it keeps its directory alive. The
+// handles add no locking.
 //
+// REQUIRES: a file or pool handle is used only while its file is open in its
+// document: not after the file or the whole document was closed, nor after
+// the document was destroyed. Such a use raises KVTBasAssertException rather
+// than reaching freed memory.
 // REQUIRES: external synchronization; a document and everything reached
 // through it are used by one thread at a time.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
+
+#include <string_view>
 
 #include "KVTSimExport.h"
 #include "KVTSimRpm_File.h"
@@ -35,7 +39,13 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
 
   // A document whose pools carry the first 4 bytes at sig as user signature.
   // Raises KVTSimExcValidationFailure when sig is null.
+  // REQUIRES: sig points to at least 4 bytes (the bytes after the fourth are
+  // ignored); the string_view form below checks the length instead.
   explicit KVTSimRpm_Document(char const* sig);
+
+  // A document whose user signature is the 4 bytes of sig. Raises
+  // KVTSimExcValidationFailure when sig does not hold exactly 4 bytes.
+  explicit KVTSimRpm_Document(std::string_view sig);
   KVTSimRpm_Document(KVTSimRpm_Document const&) = delete;
   KVTSimRpm_Document& operator=(KVTSimRpm_Document const&) = delete;
 
@@ -53,22 +63,27 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
 
   // Creates a new file in directory with a unique name made from stem ("stem",
   // then "stem-1", "stem-2", ...; an existing file is never overwritten),
-  // with one new pool.
+  // with one new pool. Raises KVTSimUttOSError when no file can be created.
   KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem);
 
   // Creates a temporary file "kvtsim-XXXXXX" (mode 0600) in directory ("/tmp"
   // when empty), with one new pool; it is removed when the file is closed.
+  // Raises KVTSimUttOSError when no file can be created.
   KVTSimRpm_File CreateTemporary(KVTString const& directory);
 
   // A free-standing directory with a fresh identifier, for serialising
-  // references in the caller's memory.
+  // references in the caller's memory. It is bound to the document's current
+  // pool map: see KVTSimRpm_PoolDirectory::GetGUID.
   KVTSimRpm_PoolDirectory NewDirectory();
 
-  // Writes the current pool header of every open file and makes the data durable.
+  // Writes the current pool header of every open file and makes the data
+  // durable. Raises KVTSimUttOSError when a write or the sync fails.
   void Flush();
 
   // Closes every file; the document then holds no file, a fresh pool map and
-  // an all-zero user signature.
+  // an all-zero user signature. Handles, locators and directories of the
+  // closed files stay the caller's, but may no longer be used (above).
+  // Raises the errors of writing the current pool headers back.
   void Close();
 
   // Closes one file. Raises KVTSimExcCantGetFile when this document does not

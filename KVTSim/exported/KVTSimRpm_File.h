@@ -1,5 +1,7 @@
-// KVTSimRpm_File: a weak handle to one container file of a document, valid
-// while the file is open (see KVTSimRpm_Document.h).
+// KVTSimRpm_File: a weak handle to one container file of a document.
+//
+// REQUIRES for every member but copying and destruction: the file is open in
+// its document (see KVTSimRpm_Document.h).
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_FILE_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_FILE_H_
@@ -16,43 +18,57 @@ class KVTSimRpm_FileImpl;
 
 class KVTSIM_EXPORT KVTSimRpm_File {
  public:
+  // Copies observe the same file.
   KVTSimRpm_File(KVTSimRpm_File const& other);
   KVTSimRpm_File& operator=(KVTSimRpm_File const& other);
   ~KVTSimRpm_File();
 
   // The name the file was opened or created with.
-  KVTString const FileName() const;
+  KVTString FileName() const;
 
   // Locators at the start and end of the current pool's data.
-  KVTSimRpm_Locator const Start() const;
-  KVTSimRpm_Locator const End() const;
+  // REQUIRES: PoolCount() > 0 (an empty file opened read-only or for update
+  // has no pool until NewPool); otherwise KVTBasAssertException.
+  KVTSimRpm_Locator Start() const;
+  KVTSimRpm_Locator End() const;
 
   // n new bytes at the end of the current pool (see KVTSimRpm_Pool::Allocate).
+  // REQUIRES: PoolCount() > 0.
   KVTSimRpm_Locator Allocate(std::uint64_t n);
 
   // Adds a new empty pool and makes it current; its directory takes the 32
   // bytes at uuid (none zero) or, when uuid is null, a fresh identifier. An
   // empty current pool is replaced rather than kept. Raises
-  // KVTSimExcNewPoolReadOnly, KVTSimExcInvalidGUID, KVTSimExcPoolAlreadyInDoc.
+  // KVTSimExcNewPoolReadOnly, KVTSimExcInvalidGUID, KVTSimExcPoolAlreadyInDoc
+  // before changing anything, and KVTSimUttOSError when a write fails, after
+  // putting the file back as it was (its pools, in memory and on disk).
   void NewPool(char const* uuid);
 
   // Copies a pool of another document's file onto the end of this file, byte
-  // for byte, and makes the copy current. Raises KVTSimExcNewPoolReadOnly,
-  // KVTSimExcPoolAlreadyInDoc, KVTSimExcShortPool (the file is then restored),
-  // and the load errors of the copied header.
+  // for byte, and makes the copy current. Raises KVTSimExcNewPoolReadOnly and
+  // KVTSimExcPoolAlreadyInDoc before changing anything; KVTSimExcShortPool,
+  // the load errors of the copied header and KVTSimUttOSError after putting
+  // the file back as it was.
+  // REQUIRES: source is a pool of an open file.
   void AppendPool(KVTSimRpm_Pool const& source);
 
+  // Whether the file was opened read-only (AccessRead).
   bool ReadOnly() const;
+
+  // Pools in the file's chain.
   unsigned int PoolCount() const;
 
-  // The current pool; a file without pools fails "mCurrentPoolIndex >= 0".
-  KVTSimRpm_Pool const Pool() const;
+  // The current pool, normally the last one.
+  // REQUIRES: PoolCount() > 0; otherwise KVTBasAssertException.
+  KVTSimRpm_Pool Pool() const;
 
-  // The pool at index, 0 being the first; an index not below PoolCount()
-  // fails the validation check "index < mPoolContainer.Length()".
-  KVTSimRpm_Pool const Pool(unsigned int index) const;
+  // The pool at index, 0 being the first.
+  // REQUIRES: index < PoolCount(); otherwise KVTBasAssertException.
+  KVTSimRpm_Pool Pool(unsigned int index) const;
 
-  // Writes the current pool header back and makes the file's data durable.
+  // Writes the current pool header back (writable files) and makes the
+  // file's data durable. Raises KVTSimUttOSError when a write or the sync
+  // fails.
   void Flush();
 
  private:

@@ -8,8 +8,7 @@
 // while any locator points to it.
 //
 // Offset arithmetic is modulo 2^64 and never touches the pool or the file.
-// Ordering and difference require two locators of the same pool and fail
-// the check "SamePool(that)" otherwise.
+// A member whose REQUIRES does not hold raises KVTBasAssertException.
 //
 // REQUIRES: external synchronization for one locator object. Read and Write
 // of different locator objects may run on several threads at once, also into
@@ -45,7 +44,7 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   // Same pool and offset as that, with memoryPool as overlay.
   KVTSimRpm_Locator(KVTSimRpm_Locator const& that, KVTSimRpm_MemoryPool& memoryPool);
 
-  // Offset moved by delta; pool and overlay kept.
+  // Offset moved by delta; pool and overlay kept. Never raises.
   KVTSimRpm_Locator operator+(unsigned long long delta) const;
   KVTSimRpm_Locator operator-(unsigned long long delta) const;
   KVTSimRpm_Locator& operator+=(unsigned long long delta);
@@ -57,19 +56,23 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   bool operator<(KVTSimRpm_Locator const& that) const;
   bool operator<=(KVTSimRpm_Locator const& that) const;
 
-  // Same pool map, map slot and offset; the overlay is not compared. Fails
-  // "mPointer && mCounter" when a locator has no pool map, and
-  // "mCounter->mStrong != 0" when its document's map is gone.
+  // Same pool map, map slot and offset; the overlay is not compared.
+  // REQUIRES: neither locator is a default one (without a pool map), and
+  // the documents of both were neither closed as a whole nor destroyed.
+  // SamePool and Offset compare any two locators.
   bool operator==(KVTSimRpm_Locator const& that) const;
   bool operator!=(KVTSimRpm_Locator const& that) const { return !(*this == that); }
 
   // False when either locator is null; else true when both name the same
-  // pool map and map slot.
+  // pool map and map slot. A locator whose document was closed or destroyed
+  // is in no pool of a later document, wherever that document's map lies.
   bool SamePool(KVTSimRpm_Locator const& that) const;
 
   bool Null() const noexcept { return mMap.Null() || mSlot < 0; }
 
   // The pool's 32-character identifier, also after its file was closed.
+  // REQUIRES: !Null(), and the document was neither closed as a whole nor
+  // destroyed.
   KVTString GetGUID() const;
 
   // The overlay, or null.
@@ -81,21 +84,26 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   // Reads up to length bytes at the locator into buffer; returns the count
   // delivered. Served from the overlay when the locator lies in its range
   // (stopping at the range's end); otherwise from the pool, not bounded by
-  // its data length. Raises KVTSimExcCantDerefLocator when the pool is not
-  // loaded in its document.
+  // its data length (it stops only at the end of the file). Raises
+  // KVTSimExcCantDerefLocator when the pool is not loaded in its document.
+  // REQUIRES: an overlay, if any, is a copy of this locator's pool; the
+  // document was neither closed as a whole nor destroyed.
   unsigned long long Read(unsigned long long length, char* buffer) const;
 
-  // Writes length bytes at the locator: into the overlay first (the range
-  // must hold them all: "Within(location, length)"), then into the pool.
-  // Raises KVTSimExcCantDerefLocator when the pool is not loaded,
-  // KVTSimExcIOBounds past the pool's data, KVTSimExcWriteReadOnly.
+  // Writes length bytes at the locator: into the overlay first, then into
+  // the pool. Raises KVTSimExcCantDerefLocator when the pool is not loaded,
+  // KVTSimExcIOBounds past the pool's data and KVTSimExcWriteReadOnly; the
+  // file is then unchanged, but an overlay has already taken the bytes.
+  // REQUIRES: an overlay, if any, holds all length bytes from the locator
+  // (its Within); the document was neither closed as a whole nor destroyed.
   void Write(unsigned long long length, char const* data) const;
 
-  // Whether the pool's file is read-only. REQUIRES: the pool is loaded.
+  // Whether the pool's file is read-only. REQUIRES: the pool is loaded (its
+  // file open in the locator's document).
   bool ReadOnly() const;
 
-  // The pool's directory, valid while the pool lives. REQUIRES: the pool is
-  // loaded.
+  // The pool's directory; the reference is valid while the pool stays
+  // loaded. REQUIRES: the pool is loaded.
   KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& Directory() const;
 
   // Stores the locator as 12 bytes through s: offset low word, high word,
@@ -105,8 +113,11 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   void ExternalizeImpl(KVTSimRpm_BStreamWrite& s) const;
 
   // Reads a stored locator from s, decoding the directory slot against
-  // s.SourceDir(); the overlay becomes s.IMPool(). A stored -1 leaves map and
-  // slot as they were, with offset 0.
+  // s.SourceDir(); the overlay becomes s.IMPool(). A stored null (-1) leaves
+  // map and slot as they were, with offset 0: a locator that named a pool
+  // then names its start, and is not null. REQUIRES: the stored slot lies in
+  // s.SourceDir() (a damaged slot raises KVTBasAssertException, after the
+  // offset was set to 0).
   void InternalizeImpl(KVTSimRpm_BStreamRead& s);
 
   // The map slot (negative for none) and the data offset.

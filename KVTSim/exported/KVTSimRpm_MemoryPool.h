@@ -6,7 +6,8 @@
 // through such locators keep it current; writes by other ways do not.
 //
 // The memory pool must outlive every locator that carries it (or those
-// locators must drop it with DisconnectPool first).
+// locators must drop it with DisconnectPool first). A member whose REQUIRES
+// does not hold raises KVTBasAssertException and changes nothing.
 // REQUIRES: external synchronization; Read, Startin and Within may run
 // together while no Write runs.
 
@@ -22,30 +23,31 @@
 class KVTSIM_EXPORT KVTSimRpm_MemoryPool : public mem_AllocationOperators {
  public:
   // Copies size bytes of the pool from location (its own overlay ignored).
-  // Fails "r == mSize" when the pool delivers fewer (the range runs past the
-  // end of the file); raises KVTSimExcCantDerefLocator when the pool is not
-  // loaded, KVTBasMemoryExhausted when the copy cannot be allocated.
+  // Raises KVTSimExcCantDerefLocator when the pool is not loaded,
+  // KVTBasMemoryExhausted when the copy cannot be allocated.
+  // REQUIRES: the file holds all size bytes from location. (Pool reads are
+  // not bounded by the pool's data: a range that runs on into the next pool
+  // record copies its bytes; only the end of the file stops it.)
   KVTSimRpm_MemoryPool(KVTSimRpm_Locator const& location, std::uint64_t size);
   KVTSimRpm_MemoryPool(KVTSimRpm_MemoryPool const&) = delete;
   KVTSimRpm_MemoryPool& operator=(KVTSimRpm_MemoryPool const&) = delete;
   ~KVTSimRpm_MemoryPool();
 
   // Copies up to length bytes from location into buffer, stopping at the end
-  // of the range; returns the count. REQUIRES: location in the range (checks
-  // "mLocator.SamePool(location)", "mLocator <= location",
-  // "location < mLocator + mSize").
+  // of the range; returns the count. REQUIRES: Startin(location).
   std::uint64_t Read(KVTSimRpm_Locator const& location, std::uint64_t length, char* buffer) const;
 
   // Copies length bytes into the copy at location; the pool is written by
-  // the locator. REQUIRES: Within(location, length) (checked).
+  // the locator. REQUIRES: Within(location, length).
   void Write(KVTSimRpm_Locator const& location, std::uint64_t length, char const* data);
 
-  // True when location lies in the range. A location in another pool fails
-  // the check "SamePool(that)".
+  // True when location lies in the range. REQUIRES: location is in this
+  // range's pool (location.SamePool of the range's first byte); a null
+  // location or one in another pool is refused rather than answered false.
   bool Startin(KVTSimRpm_Locator const& location) const;
 
   // True when the length bytes from location lie wholly in the range; false
-  // for another pool.
+  // for a null location or one in another pool. Never raises.
   bool Within(KVTSimRpm_Locator const& location, std::uint64_t length) const;
 
  private:

@@ -1,5 +1,8 @@
-// KVTSimRpm_Pool: a weak handle to one pool of an open file (see
-// KVTSimRpm_Document.h).
+// KVTSimRpm_Pool: a weak handle to one pool of an open file.
+//
+// REQUIRES for every member but copying, destruction and Impl: the pool's
+// file is open in its document (see KVTSimRpm_Document.h), and the pool is
+// still in it (an empty current pool replaced by NewPool is not).
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_POOL_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_POOL_H_
@@ -16,29 +19,33 @@ class KVTSimRpm_PoolImpl;
 
 class KVTSIM_EXPORT KVTSimRpm_Pool {
  public:
+  // Copies observe the same pool.
   KVTSimRpm_Pool(KVTSimRpm_Pool const& other);
   KVTSimRpm_Pool& operator=(KVTSimRpm_Pool const& other);
   ~KVTSimRpm_Pool();
 
   // Locators at data offset 0 and at the end of the data.
-  KVTSimRpm_Locator const Start() const;
-  KVTSimRpm_Locator const End() const;
+  KVTSimRpm_Locator Start() const;
+  KVTSimRpm_Locator End() const;
 
   // Grows the pool by n bytes (written later through locators) and returns a
   // locator at the first of them. Raises KVTSimExcImmutablePool when the pool
-  // is not its file's open pool (or the file is read-only).
+  // is not its file's open pool (or the file is read-only), and
+  // KVTSimExcIOBounds when the pool's record would outgrow its 16 stored
+  // length digits; the pool is then unchanged.
   KVTSimRpm_Locator Allocate(std::uint64_t n);
 
+  // Whether the pool's file was opened read-only.
   bool ReadOnly() const;
 
   // The pool's directory, shared.
-  KVTSimRpm_PoolDirectory const Directory() const;
+  KVTSimRpm_PoolDirectory Directory() const;
 
   // Bytes in the data area (not counting header and directory).
   std::uint64_t Length() const;
 
   // The pool's 32-character identifier.
-  KVTString const GetGUID() const;
+  KVTString GetGUID() const;
 
   // The implementation, for the library's own streams.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> const& Impl() const noexcept { return mImpl; }

@@ -12,13 +12,16 @@ class KVTSimRpm_PoolDirectoryImpl;
 
 class KVTSIM_EXPORT KVTSimRpm_PoolDirectory {
  public:
+  // Copies share the directory.
   KVTSimRpm_PoolDirectory(KVTSimRpm_PoolDirectory const& other);
   KVTSimRpm_PoolDirectory& operator=(KVTSimRpm_PoolDirectory const& other);
   ~KVTSimRpm_PoolDirectory();
 
-  // The directory's 32-character identifier. Fails the map handle's check
-  // once the document's pool map is gone (document closed or destroyed).
-  KVTString const GetGUID() const;
+  // The directory's 32-character identifier.
+  // REQUIRES: the document the directory belongs to was neither closed as a
+  // whole nor destroyed since the directory was made (its pool map is then
+  // gone); otherwise KVTBasAssertException.
+  KVTString GetGUID() const;
 
   // The implementation, for the library's own streams.
   KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& Impl() const noexcept { return mImpl; }

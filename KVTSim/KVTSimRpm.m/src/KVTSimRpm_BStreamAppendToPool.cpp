@@ -18,10 +18,14 @@ KVTSimRpm_BStreamAppendToPool::KVTSimRpm_BStreamAppendToPool(KVTSimRpm_Pool cons
       mBuffer(mem_OperatorNewThrowBuiltin(mChunk)) {}
 
 KVTSimRpm_BStreamAppendToPool::~KVTSimRpm_BStreamAppendToPool() {
-  try {
-    Flush();
-  } catch (...) {
-    // A destructor has no caller to receive the error; Flush() reports it.
+  // Only pending bytes need a flush, and only a pool that is still there
+  // (its file open) can take them; otherwise they are dropped, unreported.
+  if (mPending != 0 && mPool.Impl().Peek() != nullptr) {
+    try {
+      Flush();
+    } catch (...) {
+      // A destructor has no caller to receive the error; Flush() reports it.
+    }
   }
   mem_Free(mBuffer);
 }

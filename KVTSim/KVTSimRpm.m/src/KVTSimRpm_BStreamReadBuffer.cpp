@@ -32,6 +32,20 @@ char const* KVTSimRpm_BStreamReadBuffer::PrepRead(unsigned long long requestedLe
   return span;
 }
 
+char const* KVTSimRpm_BStreamReadBuffer::PeekRead(unsigned long long requestedLength) {
+  char const* span = PrepRead(requestedLength);
+  mPosition -= requestedLength;
+  return span;
+}
+
+void KVTSimRpm_BStreamReadBuffer::CheckRead(unsigned long long length) {
+  std::uint64_t remaining = mLength - mPosition;
+  if (remaining < length) {
+    KVTSimExcShortBuffer error(static_cast<unsigned>(length), static_cast<unsigned>(remaining));
+    error.Throw(__FILE__, __LINE__);
+  }
+}
+
 void KVTSimRpm_BStreamReadBuffer::Read(char* buffer, unsigned int length) {
   if (length == 0)
     return;

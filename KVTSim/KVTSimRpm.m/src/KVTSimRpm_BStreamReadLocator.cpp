@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "KVTSimExc.h"
+#include "KVTSimRpm_MemoryPool.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "KVTSimRpm_StreamLimits.h"
 #include "KVTSimUttAssert.h"
@@ -13,6 +14,31 @@ namespace {
 [[noreturn]] void RaiseTooBig(unsigned long long requested, std::uint64_t available, int line) {
   KVTSimExcRequestTooBig error(static_cast<unsigned>(requested), static_cast<unsigned>(available));
   error.Throw(__FILE__, line);
+}
+
+// How many of want bytes one locator read from at would deliver (at most
+// want), found without reading them: through at's overlay when the read
+// starts inside it, as the locator's Read does, otherwise by single-byte
+// reads of the pool.
+std::uint64_t Deliverable(KVTSimRpm_Locator const& at, std::uint64_t want) {
+  KVTSimRpm_MemoryPool const* overlay = at.IMPool();
+  bool const fromOverlay = overlay != nullptr && overlay->Startin(at);
+  auto reaches = [&at, overlay, fromOverlay](std::uint64_t k) {  // the first k bytes arrive
+    if (fromOverlay)
+      return overlay->Within(at, k);
+    char byte;
+    return KVTSimRpm_Locator(at, k - 1).Read(1, &byte) == 1;
+  };
+  if (reaches(want))
+    return want;
+  // Short: bisect for the exact count, which the error reports.
+  std::uint64_t low = 0;
+  std::uint64_t high = want;
+  while (high - low > 1) {
+    std::uint64_t middle = low + (high - low) / 2;
+    (reaches(middle) ? low : high) = middle;
+  }
+  return low;
 }
 
 }  // namespace
@@ -44,6 +70,34 @@ char const* KVTSimRpm_BStreamReadLocator::PrepRead(unsigned long long requestedL
   char const* span = mBuffer + mBufferPosition;
   mBufferPosition += requestedLength;
   return span;
+}
+
+char const* KVTSimRpm_BStreamReadLocator::PeekRead(unsigned long long requestedLength) {
+  // A request may refill the buffer, but it keeps the logical position; only
+  // the advance past the span is undone.
+  char const* span = PrepRead(requestedLength);
+  mBufferPosition -= requestedLength;
+  return span;
+}
+
+void KVTSimRpm_BStreamReadLocator::CheckRead(unsigned long long length) {
+  kvtsim_stream::CheckLimit(mBase + mBufferPosition + length, mLimit, __FILE__, __LINE__);
+  std::uint64_t buffered = mFill - mBufferPosition;
+  if (length <= buffered)
+    return;
+  if (length <= mChunk) {
+    // Read takes such a request through the buffer: refill it as Read would.
+    Refill();
+    if (length > mFill - mBufferPosition)
+      RaiseTooBig(length, mFill - mBufferPosition, __LINE__);
+    return;
+  }
+  // Read takes a longer one as the buffered bytes, then one locator read of
+  // the rest, which must not be read twice: only ask whether it would arrive.
+  std::uint64_t rest = length - buffered;
+  std::uint64_t arriving = Deliverable(mStart + (mBase + mFill), rest);
+  if (arriving < rest)
+    RaiseTooBig(length, buffered + arriving, __LINE__);
 }
 
 void KVTSimRpm_BStreamReadLocator::Refill() {

@@ -4,8 +4,19 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_PoolMap.h"
 #include "KVTSimRpm_StreamLimits.h"
 #include "KVTSimUttAssert.h"
+
+namespace {
+
+bool PoolLoaded(KVTSimRpm_Locator const& at) {
+  KVTSimRpm_PoolMap const* map = at.Map().Peek();
+  return map != nullptr && at.SlotInMap() >= 0 && at.SlotInMap() < map->Length() &&
+         map->LoadedPool(at.SlotInMap()) != nullptr;
+}
+
+}  // namespace
 
 KVTSimRpm_BStreamWriteLocator::KVTSimRpm_BStreamWriteLocator(KVTSimRpm_Locator const& start,
                                                              unsigned long long const& length,
@@ -18,10 +29,14 @@ KVTSimRpm_BStreamWriteLocator::KVTSimRpm_BStreamWriteLocator(KVTSimRpm_Locator c
       mBuffer(nullptr) {}
 
 KVTSimRpm_BStreamWriteLocator::~KVTSimRpm_BStreamWriteLocator() {
-  try {
-    Flush();
-  } catch (...) {
-    // A destructor has no caller to receive the error; Flush() reports it.
+  // Only pending bytes need a flush, and only a pool that is still loaded in
+  // a live document can take them; otherwise they are dropped, unreported.
+  if (mPending != 0 && PoolLoaded(mStart)) {
+    try {
+      Flush();
+    } catch (...) {
+      // A destructor has no caller to receive the error; Flush() reports it.
+    }
   }
   mem_Free(mBuffer);
 }

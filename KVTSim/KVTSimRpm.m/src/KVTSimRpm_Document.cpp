@@ -18,6 +18,14 @@ KVTSimRpm_Document::KVTSimRpm_Document(char const* sig)
     RaiseValidationFailure(__LINE__);
 }
 
+KVTSimRpm_Document::KVTSimRpm_Document(std::string_view sig)
+    : mImpl(sig.size() == KVTSimRpm_DocumentImpl::kSigLength
+                ? new KVTSimRpm_DocumentImpl(sig.data())
+                : nullptr) {
+  if (mImpl == nullptr)
+    RaiseValidationFailure(__LINE__);
+}
+
 KVTSimRpm_Document::~KVTSimRpm_Document() {
   delete mImpl;
   mImpl = nullptr;

@@ -10,15 +10,15 @@ KVTSimRpm_File& KVTSimRpm_File::operator=(KVTSimRpm_File const& other) = default
 
 KVTSimRpm_File::~KVTSimRpm_File() = default;
 
-KVTString const KVTSimRpm_File::FileName() const {
+KVTString KVTSimRpm_File::FileName() const {
   return mImpl->FileName();
 }
 
-KVTSimRpm_Locator const KVTSimRpm_File::Start() const {
+KVTSimRpm_Locator KVTSimRpm_File::Start() const {
   return mImpl->Pool()->Start();
 }
 
-KVTSimRpm_Locator const KVTSimRpm_File::End() const {
+KVTSimRpm_Locator KVTSimRpm_File::End() const {
   return mImpl->Pool()->End();
 }
 
@@ -42,11 +42,11 @@ unsigned int KVTSimRpm_File::PoolCount() const {
   return mImpl->PoolCount();
 }
 
-KVTSimRpm_Pool const KVTSimRpm_File::Pool() const {
+KVTSimRpm_Pool KVTSimRpm_File::Pool() const {
   return KVTSimRpm_Pool(mImpl->Pool());
 }
 
-KVTSimRpm_Pool const KVTSimRpm_File::Pool(unsigned int index) const {
+KVTSimRpm_Pool KVTSimRpm_File::Pool(unsigned int index) const {
   return KVTSimRpm_Pool(mImpl->Pool(index));
 }
 

@@ -96,16 +96,23 @@ KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
     KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& directory) {
   if (ReadOnly())
     Raise<KVTSimExcNewPoolReadOnly>(__LINE__);
+  ChainState const saved = SaveChain();
   PoolRef dropped = DropEmptyCurrentPool();
-  // The replacement's header may be shorter than the dropped one (a directory
-  // that named a pool twice): bytes left behind it would become data of the
-  // open pool, whose length the next load takes from the file's end.
-  if (!dropped.Null())
-    Truncate(dropped->Location());
-  PoolRef pool(new KVTSimRpm_PoolImpl(*this, directory, mFileLength));
-  pool->Init();
-  MakeCurrent(pool);
-  return pool;
+  try {
+    // The replacement's header may be shorter than the dropped one (a
+    // directory that named a pool twice): bytes left behind it would become
+    // data of the open pool, whose length the next load takes from the
+    // file's end.
+    if (!dropped.Null())
+      Truncate(dropped->Location());
+    PoolRef pool(new KVTSimRpm_PoolImpl(*this, directory, mFileLength));
+    pool->Init();
+    MakeCurrent(pool);
+    return pool;
+  } catch (...) {
+    RestoreChain(saved, dropped);
+    throw;
+  }
 }
 
 KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(char const* uuid) {
@@ -126,12 +133,38 @@ KVTSimRpm_FileImpl::PoolRef KVTSimRpm_FileImpl::DropEmptyCurrentPool() {
   return current;
 }
 
-void KVTSimRpm_FileImpl::RestoreDroppedPool(PoolRef const& dropped) {
-  if (dropped.Null())
-    return;
-  AddLoadedPool(dropped);
-  // Its header may have been overwritten by the failed copy.
-  dropped->Dump();
+KVTSimRpm_FileImpl::ChainState KVTSimRpm_FileImpl::SaveChain() {
+  ChainState saved;
+  saved.size = mOSFile.FileSize();
+  saved.logicalLength = mFileLength;
+  saved.poolCount = mPoolContainer.Length();
+  saved.currentIndex = mCurrentPoolIndex;
+  saved.currentFrozen =
+      mCurrentPoolIndex >= 0 && mPoolContainer.ConstGet(mCurrentPoolIndex)->Frozen();
+  return saved;
+}
+
+void KVTSimRpm_FileImpl::RestoreChain(ChainState const& saved, PoolRef const& dropped) {
+  // Memory first: forget the pools added since, in the list and in the map,
+  // and take back a dropped empty pool.
+  int const kept = saved.poolCount - (dropped.Null() ? 0 : 1);
+  for (int i = kept; i < mPoolContainer.Length(); ++i)
+    mDocument.Map()->Remove(mPoolContainer.ConstGet(i)->Directory()->SlotInMap());
+  mPoolContainer.Resize(kept);
+  mCurrentPoolIndex = kept - 1;
+  if (!dropped.Null())
+    AddLoadedPool(dropped);
+  PoolRef current =
+      saved.currentIndex >= 0 ? mPoolContainer.ConstGet(saved.currentIndex) : PoolRef();
+  bool const refrozen = !current.Null() && current->Frozen() != saved.currentFrozen;
+  if (refrozen)
+    current->SetFrozen(saved.currentFrozen);
+  // Then the disk: its old size, and the current pool's header as it was (a
+  // dropped pool's header may have been cut away or overwritten).
+  Truncate(saved.size);
+  if (refrozen || !dropped.Null())
+    current->Dump();
+  mFileLength = saved.logicalLength;
 }
 
 KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::AppendPool(KVTSimRpm_PoolImpl& source) {
@@ -143,26 +176,21 @@ KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::AppendPool(KVTSimRpm_P
   if (mDocument.Map()->IsDuplicate(uuid))
     Raise<KVTSimExcPoolAlreadyInDoc>(__LINE__);
 
-  std::uint64_t const oldFileLength = mFileLength;
-  std::uint64_t const oldSize = mOSFile.FileSize();
+  ChainState const saved = SaveChain();
   std::uint64_t start = mFileLength;
   PoolRef dropped = DropEmptyCurrentPool();
   if (!dropped.Null())
     start = dropped->Location();
-  PoolRef copy;
   try {
     CopyPoolBytes(source, start);
-    copy = PoolRef(new KVTSimRpm_PoolImpl(*this, NewDirectory(), start));
+    PoolRef copy(new KVTSimRpm_PoolImpl(*this, NewDirectory(), start));
     copy->Load(mFileLength);
+    MakeCurrent(copy);
+    return copy;
   } catch (...) {
-    // Leave the file as it was: size, logical length and chain.
-    Truncate(oldSize);
-    mFileLength = oldFileLength;
-    RestoreDroppedPool(dropped);
+    RestoreChain(saved, dropped);
     throw;
   }
-  MakeCurrent(copy);
-  return copy;
 }
 
 void KVTSimRpm_FileImpl::CopyPoolBytes(KVTSimRpm_PoolImpl& source, std::uint64_t start) {

@@ -69,8 +69,9 @@ bool KVTSimRpm_Locator::operator==(KVTSimRpm_Locator const& that) const {
 bool KVTSimRpm_Locator::SamePool(KVTSimRpm_Locator const& that) const {
   if (Null() || that.Null())
     return false;
-  // Compared by identity: the map itself is not reached, so a locator of a
-  // closed document can still be compared.
+  // Compared by the handles' identity: the map itself is not reached, so a
+  // locator of a closed document can still be compared, and never matches
+  // one of a newer map that happens to sit at the dead map's address.
   return mMap.SameObject(that.mMap) && mSlot == that.mSlot;
 }
 

@@ -10,11 +10,11 @@ KVTSimRpm_Pool& KVTSimRpm_Pool::operator=(KVTSimRpm_Pool const& other) = default
 
 KVTSimRpm_Pool::~KVTSimRpm_Pool() = default;
 
-KVTSimRpm_Locator const KVTSimRpm_Pool::Start() const {
+KVTSimRpm_Locator KVTSimRpm_Pool::Start() const {
   return mImpl->Start();
 }
 
-KVTSimRpm_Locator const KVTSimRpm_Pool::End() const {
+KVTSimRpm_Locator KVTSimRpm_Pool::End() const {
   return mImpl->End();
 }
 
@@ -26,7 +26,7 @@ bool KVTSimRpm_Pool::ReadOnly() const {
   return mImpl->ReadOnly();
 }
 
-KVTSimRpm_PoolDirectory const KVTSimRpm_Pool::Directory() const {
+KVTSimRpm_PoolDirectory KVTSimRpm_Pool::Directory() const {
   return KVTSimRpm_PoolDirectory(mImpl->Directory());
 }
 
@@ -34,6 +34,6 @@ std::uint64_t KVTSimRpm_Pool::Length() const {
   return mImpl->DataLength();
 }
 
-KVTString const KVTSimRpm_Pool::GetGUID() const {
+KVTString KVTSimRpm_Pool::GetGUID() const {
   return Directory().GetGUID();
 }

@@ -13,6 +13,6 @@ KVTSimRpm_PoolDirectory& KVTSimRpm_PoolDirectory::operator=(KVTSimRpm_PoolDirect
 
 KVTSimRpm_PoolDirectory::~KVTSimRpm_PoolDirectory() = default;
 
-KVTString const KVTSimRpm_PoolDirectory::GetGUID() const {
+KVTString KVTSimRpm_PoolDirectory::GetGUID() const {
   return mImpl->GetGUID();
 }
