@@ -42,6 +42,10 @@
 #include "KVTSimRpm_Pool.h"
 #include "KVTSimRpm_PoolDirectory.h"
 
+// The stored pool header and the raw walk over a file's chain of pools.
+#include "KVTSimRpm_ChainWalker.h"
+#include "KVTSimRpm_PoolHeader.h"
+
 // Implementation classes.
 #include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_FileImpl.h"
