@@ -40,6 +40,7 @@
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_Locator.h"
 #include "KVTSimRpm_Pool.h"
+#include "KVTSimRpm_PoolDescription.h"
 #include "KVTSimRpm_PoolDirectory.h"
 
 // The stored pool header and the raw walk over a file's chain of pools.
