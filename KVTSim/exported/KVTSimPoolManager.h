@@ -1,8 +1,8 @@
 // KVTSimPoolManager.h: the public API of the pool manager, everything a
-// caller includes: the handles (document, file, pool, directory), locators,
-// the memory-pool overlay, the binary streams, the byte-order swapper, the
-// stored pool header and the raw chain walk, KVTString, the error kinds and
-// the module functions.
+// caller includes: the handles (document, file, pool, directory) and pool
+// descriptions, locators, the memory-pool overlay, the binary streams, the
+// byte-order swapper, the stored pool header and the raw chain walk,
+// KVTString, the error kinds and the module functions.
 //
 // The implementation classes behind the handles, the handle templates and the
 // copy-on-write list are not part of it; tests and tools that reach inside

@@ -27,9 +27,9 @@
 //     inside its header, it has no format signature, or its length digits,
 //     entry count, directory or record length fail (CheckLayout). Fault()
 //     of that record says which.
-// The pools that the loader would load are the records before the first one
-// whose Fault() is not FaultNone; the ones that lie wholly inside the file
-// are those whose Whole() is true.
+// The loader opens a file only when no record has a Fault(). The records
+// before the first one that has are the longest prefix of loadable pools;
+// those whose Whole() is true lie wholly inside the file.
 //
 // Thread safety: one walker is used by one thread at a time.
 
