@@ -13,9 +13,7 @@
 #include <memory>
 #include <vector>
 
-#include "KVTSimRpm_DocumentImpl.h"
-#include "KVTSimRpm_PoolDirectoryImpl.h"
-#include "KVTSimRpm_PoolMap.h"
+#include "KVTSimPoolManagerInternals.h"
 
 namespace {
 

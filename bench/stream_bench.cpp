@@ -62,6 +62,7 @@
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_Locator.h"
 #include "KVTSimRpm_Pool.h"
+#include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimRpm_Swapper.h"
 
 namespace {
@@ -69,9 +70,9 @@ namespace {
 constexpr std::size_t kChunk = 256 * 1024;
 constexpr std::size_t kRecord = 1024;
 constexpr std::size_t kFieldsPerRecord = kRecord / 4;
-// Pool header (48 bytes) and a directory of one 32-byte entry.
-constexpr std::size_t kFirstPoolHeader = 48 + 32;
-constexpr std::size_t kPoolHeader = 48;
+// Pool header and a directory of one entry.
+constexpr std::size_t kPoolHeader = KVTSimRpm_PoolHeader::kSize;
+constexpr std::size_t kFirstPoolHeader = kPoolHeader + KVTSimRpm_PoolHeader::kEntrySize;
 constexpr char kSig[] = "BNCH";
 
 // ---------------------------------------------------------------------------
@@ -392,9 +393,7 @@ class RawReader {
       : mPath(path), mFd(OpenOrFail(path, O_RDONLY)), mBlock(kChunk) {
     char header[kPoolHeader];
     Check(PReadFull(mFd, header, sizeof header, 0, mPath) == sizeof header, "short header");
-    std::uint32_t entries;
-    std::memcpy(&entries, header + 44, 4);
-    mOffset = kPoolHeader + 32ull * entries;
+    mOffset = KVTSimRpm_PoolHeader::Decode(header).HeaderLength();
   }
   ~RawReader() { ::close(mFd); }
 
@@ -706,18 +705,15 @@ std::uint64_t ReadChain(int fd, std::string const& path, std::vector<char>& dire
   std::uint64_t const size = static_cast<std::uint64_t>(info.st_size);
   std::uint64_t pools = 0;
   for (std::uint64_t offset = 0; offset < size; ++pools) {
-    char header[kPoolHeader];
-    Check(PReadFull(fd, header, sizeof header, offset, path) == sizeof header, "short header");
-    std::uint64_t length = 0;
-    for (int i = 20; i < 36; ++i)
-      length = length * 10 + static_cast<std::uint64_t>(header[i] - '0');
-    std::uint32_t entries;
-    std::memcpy(&entries, header + 44, 4);
-    directory.resize(32ull * entries);
+    char bytes[kPoolHeader];
+    Check(PReadFull(fd, bytes, sizeof bytes, offset, path) == sizeof bytes, "short header");
+    KVTSimRpm_PoolHeader const header = KVTSimRpm_PoolHeader::Decode(bytes);
+    Check(header.CheckLayout(offset, size) == KVTSimRpm_PoolHeader::FaultNone, "bad header");
+    directory.resize(header.HeaderLength() - kPoolHeader);
     Check(PReadFull(fd, directory.data(), directory.size(), offset + kPoolHeader, path) ==
               directory.size(),
           "short directory");
-    offset += length != 0 ? length : size - offset;
+    offset += header.RecordLength(offset, size);
   }
   return pools;
 }

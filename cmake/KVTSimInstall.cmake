@@ -13,7 +13,7 @@ set(KVTSIM_INSTALL_CMAKEDIR ${CMAKE_INSTALL_LIBDIR}/cmake/KVTSimPoolManager)
 # Callers include headers by bare name, so two headers of the same name in
 # different directories would overwrite each other in the flat include directory.
 set(kvtsim_header_names)
-foreach(header IN LISTS KVTSIM_PUBLIC_HEADERS)
+foreach(header IN LISTS KVTSIM_INSTALLED_HEADERS)
   get_filename_component(name ${header} NAME)
   if(name IN_LIST kvtsim_header_names)
     message(FATAL_ERROR "Two public headers are named ${name}; they cannot be installed flat")
@@ -29,7 +29,7 @@ install(TARGETS ZELKVTSimPoolManager
                 COMPONENT Runtime
                 NAMELINK_COMPONENT Development)
 
-install(FILES ${KVTSIM_PUBLIC_HEADERS}
+install(FILES ${KVTSIM_INSTALLED_HEADERS}
         DESTINATION ${KVTSIM_INSTALL_INCLUDEDIR}
         COMPONENT Development)
 

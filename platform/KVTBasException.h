@@ -16,32 +16,13 @@
 #include "KVTSimExport.h"
 #include "KVTString.h"
 
-// Codes returned by GetCode, one per error kind.
+// Codes returned by GetCode for the kinds of the base and platform layers.
+// The pool manager's own kinds return a KVTSimErrorCode (KVTSimExc.h), from
+// 100 on.
 enum KVTBasErrorCode {
   KVTBasCodeAssert = 1,
   KVTBasCodeMemoryExhausted = 2,
   KVTSimUttCodeOSError = 3,
-  KVTSimCodeAllocReadOnly = 100,
-  KVTSimCodeBrokenStream,
-  KVTSimCodeCantCreateFile,
-  KVTSimCodeCantDerefLocator,
-  KVTSimCodeCantExternalizeLoc,
-  KVTSimCodeCantGetFile,
-  KVTSimCodeCorruptDirectory,
-  KVTSimCodeCorruptHeader,
-  KVTSimCodeIOBounds,
-  KVTSimCodeImmutablePool,
-  KVTSimCodeInvalidGUID,
-  KVTSimCodeNeedUpgrade,
-  KVTSimCodeNewPoolReadOnly,
-  KVTSimCodeNotSimFile,
-  KVTSimCodePoolAlreadyInDoc,
-  KVTSimCodeRequestTooBig,
-  KVTSimCodeShortBuffer,
-  KVTSimCodeShortPool,
-  KVTSimCodeUserSigMismatch,
-  KVTSimCodeValidationFailure,
-  KVTSimCodeWriteReadOnly,
 };
 
 // How much a report says. Both modes give one line of text.

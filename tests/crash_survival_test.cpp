@@ -35,6 +35,7 @@
 #include "KVTSimRpm_BStreamAppendToPool.h"
 #include "KVTSimRpm_BStreamReadLocator.h"
 #include "KVTSimRpm_BStreamWriteLocator.h"
+#include "KVTSimRpm_ChainWalker.h"
 #include "KVTSimRpm_Document.h"
 #include "kvtsim_test_util.h"
 
@@ -234,23 +235,14 @@ class CrashSurvivalTest : public testing::Test {
   // header written at the end of the file can be cut at a page boundary when
   // the writer is killed inside that one write; the file then opens again
   // once it is truncated there, which is what the README tells users to do.
-  static std::size_t TornLastHeader(std::string const& bytes) {
-    std::size_t offset = 0;
-    while (offset < bytes.size()) {
-      std::size_t left = bytes.size() - offset;
-      if (left < 48)
-        return offset;
-      std::uint32_t n = 0;
-      for (int i = 3; i >= 0; --i)
-        n = n << 8 | static_cast<unsigned char>(bytes[offset + 44 + i]);
-      if (left < 48 + 32ull * n)
-        return offset;
-      std::uint64_t length = std::stoull(bytes.substr(offset + 20, 16));
-      if (length == 0)
-        return std::string::npos;  // the open last pool
-      offset += length;
+  static std::size_t TornLastHeader(std::string const& path) {
+    KVTSimRpm_ChainWalker walker(KVTString(path.c_str()), nullptr);
+    while (walker.Next()) {
     }
-    return std::string::npos;
+    bool const torn = walker.StopReason() == KVTSimRpm_ChainWalker::StopBroken &&
+                      (walker.Fault() == KVTSimRpm_PoolHeader::FaultCutShort ||
+                       walker.Fault() == KVTSimRpm_PoolHeader::FaultDirectoryPastEnd);
+    return torn ? walker.Location() : std::string::npos;
   }
 
   // Opens what the killed writer left; returns the records that read back.
@@ -260,7 +252,7 @@ class CrashSurvivalTest : public testing::Test {
     try {
       return RecordsIn(path);
     } catch (KVTBasException const&) {
-      std::size_t torn = TornLastHeader(kvtsim_test::ReadBytes(path));
+      std::size_t torn = TornLastHeader(path);
       if (torn == std::string::npos)
         throw;
       std::printf("torn last pool header at %zu: truncated there\n", torn);

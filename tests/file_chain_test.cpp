@@ -98,12 +98,13 @@ TEST_F(FileChainTest, UpdateReopensTheLastPoolAndKeepsExtending) {
 TEST_F(FileChainTest, OpeningForUpdateRewritesAnExactLastLengthAsOpen) {
   WriteThreePools("a.sim");
   std::string bytes = ReadBytes(dir_.File("a.sim"));
-  std::size_t last = bytes.rfind(std::string("\x89SIM", 4));
-  kvtsim_test::Patch(dir_.File("a.sim"), last + 20,
+  std::size_t last = bytes.rfind(kvtsim_test::FormatSignature());
+  kvtsim_test::Patch(dir_.File("a.sim"), last + KVTSimRpm_PoolHeader::kLengthOffset,
                      "00000000000" + std::to_string(100000 + bytes.size() - last).substr(1));
   Doc document("USR1");
   document.AddFile(dir_.Name("a.sim"), Doc::AccessUpdate);
-  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(last + 20, 16), std::string(16, '0'));
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(last + KVTSimRpm_PoolHeader::kLengthOffset, 16),
+            std::string(16, '0'));
 }
 
 TEST_F(FileChainTest, NewPoolReplacesAnEmptyCurrentPool) {
@@ -132,7 +133,7 @@ TEST_F(FileChainTest, EmptyFilesHoldNoPool) {
   KVTSimRpm_File writer = document.AddFile(dir_.Name("empty2.sim"), Doc::AccessUpdate);
   writer.NewPool(nullptr);
   document.Close();
-  EXPECT_EQ(ReadBytes(dir_.File("empty2.sim")).substr(0, 4), "\x89SIM");
+  EXPECT_EQ(ReadBytes(dir_.File("empty2.sim")).substr(0, 8), kvtsim_test::FormatSignature());
 }
 
 TEST_F(FileChainTest, OpenWriteStartsOverAtOffsetZero) {

@@ -13,6 +13,7 @@
 #include <string>
 
 #include "KVTBasAssertException.h"
+#include "KVTSimRpm_PoolHeader.h"
 #include "KVTString.h"
 
 namespace kvtsim_test {
@@ -55,6 +56,12 @@ inline void Patch(std::string const& file, std::size_t offset, std::string const
 inline void Shrink(std::string const& file, std::size_t size) {
   if (truncate(file.c_str(), static_cast<off_t>(size)) != 0)
     std::abort();
+}
+
+// The 8 bytes of the format signature that begin every pool record.
+inline std::string FormatSignature() {
+  return std::string(reinterpret_cast<char const*>(KVTSimRpm_PoolHeader::kFormatSignature),
+                     KVTSimRpm_PoolHeader::kSignatureSize);
 }
 
 // A little-endian 32-bit field as stored bytes.

@@ -10,10 +10,11 @@
 #include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimUttOSError.h"
+#include "kvtsim_test_util.h"
 
 namespace {
 
-std::string const kSignature("\x89SIM\r\n\x1A\n", 8);
+std::string const kSignature = kvtsim_test::FormatSignature();
 
 class ProbeTest : public testing::Test {
  protected:

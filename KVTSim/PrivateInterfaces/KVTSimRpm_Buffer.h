@@ -1,4 +1,5 @@
-// Buffer: a heap block of a given size, released when the holder goes.
+// KVTSimRpm_Buffer: a heap block of a given size, released when the holder
+// goes. KVTSimRpm_BufferHolder is the same class under a second name.
 
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_BUFFER_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_BUFFER_H_
@@ -7,13 +8,14 @@
 
 #include "KVTBasMem.h"
 
-class Buffer {
+class KVTSimRpm_Buffer {
  public:
   // Raises KVTBasMemoryExhausted when the block cannot be allocated.
-  explicit Buffer(std::size_t size) : mData(mem_OperatorNewThrowBuiltin(size)), mSize(size) {}
-  Buffer(Buffer const&) = delete;
-  Buffer& operator=(Buffer const&) = delete;
-  ~Buffer() { mem_deleteBuiltIn(mData); }
+  explicit KVTSimRpm_Buffer(std::size_t size)
+      : mData(mem_OperatorNewThrowBuiltin(size)), mSize(size) {}
+  KVTSimRpm_Buffer(KVTSimRpm_Buffer const&) = delete;
+  KVTSimRpm_Buffer& operator=(KVTSimRpm_Buffer const&) = delete;
+  ~KVTSimRpm_Buffer() { mem_deleteBuiltIn(mData); }
 
   // Valid while the holder lives.
   char* Data() noexcept { return mData; }
@@ -24,6 +26,6 @@ class Buffer {
   std::size_t mSize;
 };
 
-using BufferHolder = Buffer;
+using KVTSimRpm_BufferHolder = KVTSimRpm_Buffer;
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_BUFFER_H_

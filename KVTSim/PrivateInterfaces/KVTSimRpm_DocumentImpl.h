@@ -15,6 +15,7 @@
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_FileImpl.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimRpm_PoolMap.h"
 #include "KVTSimRpm_StrongRef.h"
 #include "KVTSimRpm_WeakRef.h"
@@ -23,8 +24,8 @@
 
 class KVTSIM_EXPORT KVTSimRpm_DocumentImpl : public mem_AllocationOperators {
  public:
-  // Bytes of a user signature.
-  static constexpr int kSigLength = 4;
+  // Bytes of a user signature, as every pool header stores it.
+  static constexpr int kSigLength = static_cast<int>(KVTSimRpm_PoolHeader::kUserSignatureSize);
 
   // An empty document with an empty pool map and the first 4 bytes at sig
   // as its user signature. REQUIRES: sig points to at least 4 bytes.

@@ -5,14 +5,16 @@
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLMAPITEM_H_
 
 #include "KVTSimExport.h"
+#include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimRpm_WeakRef.h"
 
 class KVTSimRpm_PoolImpl;
 
 class KVTSIM_EXPORT KVTSimRpm_PoolMapItem {
  public:
-  // Pool identifiers are exactly this many bytes, never terminated.
-  static constexpr int kUUIDLength = 32;
+  // Pool identifiers are exactly this many bytes (one directory entry), never
+  // terminated.
+  static constexpr int kUUIDLength = static_cast<int>(KVTSimRpm_PoolHeader::kEntrySize);
 
   // 32 zero bytes, no pool.
   KVTSimRpm_PoolMapItem() noexcept;

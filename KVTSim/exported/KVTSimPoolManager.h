@@ -1,4 +1,12 @@
-// KVTSimPoolManager.h: everything a caller of the pool manager includes.
+// KVTSimPoolManager.h: the public API of the pool manager, everything a
+// caller includes: the handles (document, file, pool, directory) and pool
+// descriptions, locators, the memory-pool overlay, the binary streams, the
+// byte-order swapper, the stored pool header and the raw chain walk,
+// KVTString, the error kinds and the module functions.
+//
+// The implementation classes behind the handles, the handle templates and the
+// copy-on-write list are not part of it; tests and tools that reach inside
+// include KVTSimPoolManagerInternals.h as well.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_
 #define KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_
@@ -17,13 +25,8 @@
 // Module lifecycle.
 #include "KVTSimPoolManagerModule.h"
 
-// Handles, lists and byte order.
-#include "KVTSimRpm_RefCounter.h"
-#include "KVTSimRpm_StrongRef.h"
+// Byte order.
 #include "KVTSimRpm_Swapper.h"
-#include "KVTSimRpm_WeakRef.h"
-#include "cow_List.h"
-#include "cow_ListIter.h"
 
 // Binary streams and the memory-pool overlay.
 #include "KVTSimRpm_BStreamAppendToPool.h"
@@ -40,15 +43,11 @@
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_Locator.h"
 #include "KVTSimRpm_Pool.h"
+#include "KVTSimRpm_PoolDescription.h"
 #include "KVTSimRpm_PoolDirectory.h"
 
-// Implementation classes.
-#include "KVTSimRpm_DocumentImpl.h"
-#include "KVTSimRpm_FileImpl.h"
-#include "KVTSimRpm_Matrix.h"
-#include "KVTSimRpm_PoolDirectoryImpl.h"
-#include "KVTSimRpm_PoolImpl.h"
-#include "KVTSimRpm_PoolMap.h"
-#include "KVTSimRpm_PoolMapItem.h"
+// The stored pool header and the raw walk over a file's chain of pools.
+#include "KVTSimRpm_ChainWalker.h"
+#include "KVTSimRpm_PoolHeader.h"
 
 #endif  // KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_

@@ -11,6 +11,7 @@
 
 #include "KVTSimExport.h"
 #include "KVTSimRpm_Locator.h"
+#include "KVTSimRpm_PoolDescription.h"
 #include "KVTSimRpm_PoolDirectory.h"
 #include "KVTSimRpm_WeakRef.h"
 #include "KVTString.h"
@@ -43,6 +44,11 @@ class KVTSIM_EXPORT KVTSimRpm_Pool {
 
   // Bytes in the data area (not counting header and directory).
   std::uint64_t Length() const;
+
+  // A description of the pool as it stands: its record in its file, the
+  // state its header stores and its directory entries with where each named
+  // pool is loaded in this document (see KVTSimRpm_PoolDescription).
+  KVTSimRpm_PoolDescription Describe() const;
 
   // The pool's 32-character identifier.
   KVTString GetGUID() const;

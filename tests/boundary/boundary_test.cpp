@@ -1,4 +1,5 @@
-// Uses the shared library only through the umbrella header, as a caller does.
+// Uses the shared library through its installed umbrella headers, as a caller
+// does; the handle templates come with the internals header.
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -10,6 +11,7 @@
 #include <utility>
 
 #include "KVTSimPoolManager.h"
+#include "KVTSimPoolManagerInternals.h"
 
 // Oversized requests must come back as errors, not sanitizer aborts.
 extern "C" char const* __asan_default_options() {
@@ -32,7 +34,8 @@ TEST(BoundaryTest, ErrorKindsRaisedInsideTheLibraryAreCaughtByType) {
   std::string shortFile = TempName("short");
   std::FILE* f = std::fopen(shortFile.c_str(), "wb");
   ASSERT_NE(f, nullptr);
-  std::fputs("\x89SIM", f);
+  // The first bytes of a pool header, fewer than the probe reads.
+  std::fwrite(KVTSimRpm_PoolHeader::kFormatSignature, 1, 4, f);
   std::fclose(f);
   EXPECT_EQ(KVTSimRpm_Document::GetFileType(KVTString(shortFile.c_str())),
             KVTSimRpm_Document::FileTypeNotSim);

@@ -1,6 +1,7 @@
 // Checks that an installed pool manager can be found, included, linked and
-// loaded: the module marker, the load-time initialisation, the file-type probe
-// and an error kind caught by type across the library boundary.
+// loaded: the module marker, the load-time initialisation, the file-type probe,
+// the pool header codec and the raw chain walk, and an error kind caught by
+// type across the library boundary; both umbrella headers must compile.
 // Prints one line per failed check and exits with 1 if any failed.
 
 #include <unistd.h>
@@ -10,6 +11,8 @@
 #include <string>
 
 #include "KVTSimPoolManager.h"
+// Installed as well, for code that reaches the implementation classes.
+#include "KVTSimPoolManagerInternals.h"
 
 namespace {
 
@@ -46,7 +49,9 @@ void CheckLifecycle() {
 
 void CheckProbe(std::string const& dir) {
   std::string const current = dir + "/current.sim";
-  char const header[] = {'\x89', 'S', 'I', 'M', '\r', '\n', '\x1a', '\n', '\x06', '\0', '\0'};
+  // A new pool's header, written with the library's codec.
+  char header[KVTSimRpm_PoolHeader::kSize];
+  KVTSimRpm_PoolHeader().EncodeTo(header);
   Check(WriteFile(current, header, sizeof header), "write current.sim");
   try {
     Check(KVTSimRpm_Document::GetFileType(KVTString(current.c_str())) ==
@@ -54,6 +59,10 @@ void CheckProbe(std::string const& dir) {
           "current.sim is a container file");
     Check(!KVTSimRpm_Document::BinaryUpgradeRequired(KVTString(current.c_str())),
           "current.sim needs no upgrade");
+    // Read back raw: the header lists no directory entry, which the loader refuses.
+    KVTSimRpm_ChainWalker walker(KVTString(current.c_str()), nullptr);
+    Check(walker.Next() && walker.Fault() == KVTSimRpm_PoolHeader::FaultEntryCount,
+          "the walker finds the empty directory");
   } catch (KVTBasException const& e) {
     std::fprintf(stderr, "consumer: %s\n", e.DeveloperReport(KVTBasStringModeFull).CStr());
     Check(false, "probe of current.sim raises nothing");
@@ -63,7 +72,8 @@ void CheckProbe(std::string const& dir) {
 
 void CheckShortFile(std::string const& dir) {
   std::string const shortFile = dir + "/short.bin";
-  Check(WriteFile(shortFile, "\x89SIM", 4), "write short.bin");
+  char const* signature = reinterpret_cast<char const*>(KVTSimRpm_PoolHeader::kFormatSignature);
+  Check(WriteFile(shortFile, signature, 4), "write short.bin");
   bool caught = false;
   try {
     KVTSimRpm_Document::BinaryUpgradeRequired(KVTString(shortFile.c_str()));

@@ -1,25 +1,18 @@
 #include "chain_checker.h"
 
 #include <algorithm>
-#include <climits>
 #include <utility>
 
-#include "raw_file.h"
-#include "raw_pool_header.h"
 #include "text_format.h"
 
 namespace kvtsim_pool {
 
 namespace {
 
+using Header = KVTSimRpm_PoolHeader;
+
 // The open record is read in pieces of this size when it is scanned.
 constexpr std::uint64_t kScanChunk = 1 << 20;
-
-// The largest entry count whose directory record the loader accepts.
-constexpr std::int32_t kMaxEntries =
-    (INT_MAX - static_cast<std::int32_t>(RawPoolHeader::kSize)) / RawPoolHeader::kEntrySize;
-
-std::string const kSignature("\x89SIM\r\n\x1a\n", 8);
 
 std::string Where(std::string const& path, unsigned index, std::uint64_t offset) {
   return path + ": pool " + std::to_string(index) + " at offset " + std::to_string(offset);
@@ -31,105 +24,95 @@ ChainChecker::ChainChecker(std::optional<std::string> signature, std::vector<std
     : mSignature(std::move(signature)), mProblems(problems) {}
 
 void ChainChecker::Walk(std::string const& path) {
-  RawFile file(path);
-  if (file.Size() == 0) {
+  KVTSimRpm_ChainWalker walker(KVTString(path.c_str()), mSignature ? mSignature->data() : nullptr);
+  if (walker.FileSize() == 0) {
     Note(path, "empty file: it holds no pool record");
     return;
   }
-  std::uint64_t offset = 0;
-  for (unsigned index = 0; offset < file.Size(); ++index) {
-    std::string const where = Where(path, index, offset);
-    std::optional<std::uint64_t> length = CheckRecord(file, offset, where);
-    if (!length)
-      return;  // the next record cannot be found
-    std::string const identifier = file.ReadAt(offset + RawPoolHeader::kSize, 32);
-    mOwners[identifier].push_back(path + " pool " + std::to_string(index));
+  while (walker.Next()) {
+    CheckRecord(walker, Where(path, walker.Index(), walker.Location()));
+    if (!walker.Whole())
+      continue;  // the walk stops after this record
+    mOwners[walker.Identifier()].push_back(path + " pool " + std::to_string(walker.Index()));
     ++mPools;
-    offset += *length;
   }
 }
 
-std::optional<std::uint64_t> ChainChecker::CheckRecord(RawFile const& file, std::uint64_t offset,
-                                                       std::string const& where) {
-  std::string bytes = file.ReadAt(offset, RawPoolHeader::kSize);
-  if (bytes.size() < RawPoolHeader::kSize) {
-    Note(where, "header cut short: the file ends after " + std::to_string(bytes.size()) +
+void ChainChecker::CheckRecord(KVTSimRpm_ChainWalker& walker, std::string const& where) {
+  if (walker.HeaderBytes() < Header::kSize) {
+    Note(where, "header cut short: the file ends after " + std::to_string(walker.HeaderBytes()) +
                     " of its 48 bytes");
-    return std::nullopt;
+    return;
   }
-  RawPoolHeader const header(std::move(bytes));
-  if (!CheckHead(header, where))
-    return std::nullopt;
-  std::optional<std::uint64_t> length = RecordLength(header, file.Size() - offset, where);
-  if (length && header.StoredOpen()) {
-    std::uint64_t const headerLength =
-        RawPoolHeader::kSize +
-        RawPoolHeader::kEntrySize * static_cast<std::uint64_t>(header.EntryCount());
-    ScanOpenRecord(file, offset + headerLength, where);
-  }
-  return length;
-}
-
-bool ChainChecker::CheckHead(RawPoolHeader const& header, std::string const& where) {
-  if (!header.HasSignature()) {
+  Header const& header = walker.Header();
+  if (header.CheckSignature() != Header::FaultNone) {
     Note(where, "no format signature: no pool record begins here");
-    return false;
+    return;
   }
-  if (header.Version() != RawPoolHeader::kCurrentVersion) {
+  CheckHead(header, where);
+  if (!CheckLayout(walker, where))
+    return;
+  if (!walker.Whole()) {
+    Note(where, "stored length " + std::to_string(walker.Length()) +
+                    " passes the end of the file by " +
+                    std::to_string(walker.End() - walker.FileSize()) +
+                    " bytes: the chain does not reach the file size exactly");
+  } else if (header.StoredOpen()) {
+    ScanOpenRecord(walker, walker.Location() + header.HeaderLength(), where);
+  }
+}
+
+void ChainChecker::CheckHead(Header const& header, std::string const& where) {
+  if (header.CheckVersion() != Header::FaultNone) {
     Note(where, "format version " + std::to_string(header.Version()) +
-                    "; the library reads version 6 only");
+                    "; the library reads version " + std::to_string(Header::kFormatVersion) +
+                    " only");
   }
-  if (mSignature && header.UserSignature() != *mSignature) {
-    Note(where, "user signature '" + Printable(header.UserSignature()) +
-                    "' differs from the document's '" + Printable(*mSignature) + "'");
+  if (mSignature && header.CheckUserSignature(mSignature->data()) != Header::FaultNone) {
+    std::string const stored(header.UserSignature(), Header::kUserSignatureSize);
+    Note(where, "user signature '" + Printable(stored) + "' differs from the document's '" +
+                    Printable(*mSignature) + "'");
   }
-  return true;
 }
 
-std::optional<std::uint64_t> ChainChecker::RecordLength(RawPoolHeader const& header,
-                                                        std::uint64_t remain,
-                                                        std::string const& where) {
-  if (!header.LengthIsDecimal()) {
-    Note(where,
-         "stored length '" + Printable(header.LengthDigits()) + "' is not 16 decimal digits");
-    return std::nullopt;
-  }
-  std::int32_t const entries = header.EntryCount();
-  if (entries <= 0 || entries > kMaxEntries) {
-    Note(where, "directory entry count " + std::to_string(entries) +
+bool ChainChecker::CheckLayout(KVTSimRpm_ChainWalker const& walker, std::string const& where) {
+  Header const& header = walker.Header();
+  Header::Fault const fault = header.CheckLayout(walker.Location(), walker.FileSize());
+  if (fault == Header::FaultNone)
+    return true;
+  if (fault == Header::FaultLengthDigits) {
+    std::string const digits(header.LengthDigits(), Header::kLengthDigits);
+    Note(where, "stored length '" + Printable(digits) + "' is not 16 decimal digits");
+  } else if (fault == Header::FaultEntryCount) {
+    Note(where, "directory entry count " + std::to_string(header.EntryCount()) +
                     " is out of range: a pool lists at least itself");
-    return std::nullopt;
+  } else if (fault == Header::FaultDirectoryPastEnd) {
+    Note(where, "directory of " + std::to_string(header.EntryCount()) +
+                    " entries passes the end of the file");
+  } else {
+    std::uint64_t const length = header.RecordLength(walker.Location(), walker.FileSize());
+    if (length < header.HeaderLength()) {
+      Note(where, "stored length " + std::to_string(length) + " is shorter than its header and " +
+                      "directory (" + std::to_string(header.HeaderLength()) + " bytes)");
+    } else {
+      Note(where, "record length " + std::to_string(length) + " needs more than 16 digits");
+    }
   }
-  std::uint64_t const headerLength =
-      RawPoolHeader::kSize + RawPoolHeader::kEntrySize * static_cast<std::uint64_t>(entries);
-  if (headerLength > remain) {
-    Note(where, "directory of " + std::to_string(entries) + " entries passes the end of the file");
-    return std::nullopt;
-  }
-  std::uint64_t const length = header.StoredOpen() ? remain : header.StoredLength();
-  if (length < headerLength) {
-    Note(where, "stored length " + std::to_string(length) + " is shorter than its header and " +
-                    "directory (" + std::to_string(headerLength) + " bytes)");
-    return std::nullopt;
-  }
-  if (length > remain) {
-    Note(where, "stored length " + std::to_string(length) + " passes the end of the file by " +
-                    std::to_string(length - remain) + " bytes: the chain does not reach the " +
-                    "file size exactly");
-    return std::nullopt;
-  }
-  return length;
+  return false;
 }
 
-void ChainChecker::ScanOpenRecord(RawFile const& file, std::uint64_t dataStart,
+void ChainChecker::ScanOpenRecord(KVTSimRpm_ChainWalker& walker, std::uint64_t dataStart,
                                   std::string const& where) {
-  for (std::uint64_t base = dataStart; base < file.Size(); base += kScanChunk) {
+  std::string const signature(reinterpret_cast<char const*>(Header::kFormatSignature),
+                              Header::kSignatureSize);
+  std::string bytes;
+  for (std::uint64_t base = dataStart; base < walker.FileSize(); base += kScanChunk) {
     // Read a header's worth past the piece so that one across its end is seen.
-    std::string const bytes = file.ReadAt(base, kScanChunk + RawPoolHeader::kSize - 1);
-    for (std::size_t at = bytes.find(kSignature); at != std::string::npos && at < kScanChunk;
-         at = bytes.find(kSignature, at + 1)) {
-      if (at + RawPoolHeader::kSize <= bytes.size() &&
-          LooksLikeHeader(bytes.substr(at, RawPoolHeader::kSize))) {
+    bytes.resize(kScanChunk + Header::kSize - 1);
+    bytes.resize(walker.Read(base, bytes.size(), &bytes[0]));
+    for (std::size_t at = bytes.find(signature); at != std::string::npos && at < kScanChunk;
+         at = bytes.find(signature, at + 1)) {
+      if (at + Header::kSize <= bytes.size() && LooksLikeHeader(bytes.data() + at)) {
         Note(where, "stored open, yet a pool header lies inside it at file offset " +
                         std::to_string(base + at) + ": only the last pool of a file may be " +
                         "open (were files joined end to end?)");
@@ -139,12 +122,15 @@ void ChainChecker::ScanOpenRecord(RawFile const& file, std::uint64_t dataStart,
   }
 }
 
-bool ChainChecker::LooksLikeHeader(std::string const& bytes) const {
-  RawPoolHeader const header(bytes);
-  bool const zeroPad =
-      std::all_of(bytes.begin() + 9, bytes.begin() + 16, [](char c) { return c == '\0'; });
-  return header.Version() == RawPoolHeader::kCurrentVersion && zeroPad &&
-         header.LengthIsDecimal() && (!mSignature || header.UserSignature() == *mSignature);
+bool ChainChecker::LooksLikeHeader(char const* bytes) const {
+  Header const header = Header::Decode(bytes);
+  char const* padding = bytes + Header::kPaddingOffset;
+  bool const zeroPadding =
+      std::all_of(padding, padding + Header::kPaddingSize, [](char c) { return c == '\0'; });
+  bool const sameSignature =
+      !mSignature || header.CheckUserSignature(mSignature->data()) == Header::FaultNone;
+  return header.CheckVersion() == Header::FaultNone && zeroPadding &&
+         header.CheckLengthDigits() == Header::FaultNone && sameSignature;
 }
 
 void ChainChecker::CheckUniqueIdentifiers() {

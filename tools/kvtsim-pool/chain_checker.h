@@ -1,6 +1,6 @@
 // ChainChecker: walks the pool records of container files as they are
-// stored, reading only inside each file, and notes every way in which they
-// differ from what the loader relies on:
+// stored (KVTSimRpm_ChainWalker), reading only inside each file, and notes
+// every way in which they differ from what the loader relies on:
 //  - every record starts with a whole 48-byte header carrying the format
 //    signature, format version 6 and the document's user signature;
 //  - its length field is 16 decimal digits, its directory entry count is at
@@ -11,6 +11,9 @@
 //    one means that records were hidden by it (for instance files joined
 //    end to end);
 //  - no identifier names two pools among the files walked.
+// The header problems are those the loader's own checks find
+// (KVTSimRpm_PoolHeader), so a header is reported if and only if the loader
+// refuses it; the last three items are beyond what the loader checks.
 // Each problem is one line: "<file>: pool <i> at offset <n>: <what>".
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_CHAIN_CHECKER_H_
@@ -23,10 +26,9 @@
 #include <string>
 #include <vector>
 
-namespace kvtsim_pool {
+#include "KVTSimPoolManager.h"
 
-class RawFile;
-class RawPoolHeader;
+namespace kvtsim_pool {
 
 class ChainChecker {
  public:
@@ -46,15 +48,12 @@ class ChainChecker {
   std::size_t PoolCount() const noexcept { return mPools; }
 
  private:
-  // Checks the record at offset; returns its length, or none when the chain
-  // cannot be followed past it.
-  std::optional<std::uint64_t> CheckRecord(RawFile const& file, std::uint64_t offset,
-                                           std::string const& where);
-  bool CheckHead(RawPoolHeader const& header, std::string const& where);
-  std::optional<std::uint64_t> RecordLength(RawPoolHeader const& header, std::uint64_t remain,
-                                            std::string const& where);
-  void ScanOpenRecord(RawFile const& file, std::uint64_t dataStart, std::string const& where);
-  bool LooksLikeHeader(std::string const& bytes) const;
+  void CheckRecord(KVTSimRpm_ChainWalker& walker, std::string const& where);
+  void CheckHead(KVTSimRpm_PoolHeader const& header, std::string const& where);
+  bool CheckLayout(KVTSimRpm_ChainWalker const& walker, std::string const& where);
+  void ScanOpenRecord(KVTSimRpm_ChainWalker& walker, std::uint64_t dataStart,
+                      std::string const& where);
+  bool LooksLikeHeader(char const* bytes) const;
   void Note(std::string const& where, std::string const& what);
 
   std::optional<std::string> mSignature;

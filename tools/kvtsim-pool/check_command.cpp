@@ -7,9 +7,7 @@
 #include <set>
 #include <utility>
 
-#include "KVTSimRpm_PoolDirectoryImpl.h"
-#include "KVTSimRpm_PoolImpl.h"
-#include "KVTSimRpm_PoolMap.h"
+#include "KVTSimPoolManager.h"
 #include "chain_checker.h"
 #include "read_only_document.h"
 #include "text_format.h"
@@ -97,16 +95,15 @@ void CheckCommand::CheckLoad(UserSignature const& signature) {
 void CheckCommand::CheckDirectories(ReadOnlyDocument const& document, std::size_t file) {
   KVTSimRpm_File const& handle = document.File(file);
   for (unsigned int p = 0; p < handle.PoolCount(); ++p) {
-    KVTSimRpm_PoolDirectoryImpl const& directory = *handle.Pool(p).Impl().Get()->Directory();
-    KVTSimRpm_PoolMap const& map = *directory.Map().Get();
+    KVTSimRpm_PoolDescription const pool = handle.Pool(p).Describe();
+    std::vector<KVTSimRpm_PoolDescription::Entry> const& entries = pool.Entries();
     // Slot 0 is the pool itself, loaded by definition.
-    for (int slot = 1; slot < directory.Length(); ++slot) {
-      int const slotInMap = directory.InternalizeReference(slot);
-      if (!map.Pool(slotInMap).Null())
+    for (std::size_t slot = 1; slot < entries.size(); ++slot) {
+      if (entries[slot].Loaded())
         continue;
       std::string const text = document.Path(file) + ": pool " + std::to_string(p) +
                                ": directory slot " + std::to_string(slot) + " names pool " +
-                               Printable(std::string(map.UUID(slotInMap), 32)) +
+                               Printable(entries[slot].Identifier()) +
                                ", which is not in the files given (unresolved)";
       (mAllowUnresolved ? mNotes : mProblems).push_back(text);
     }

@@ -7,8 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 
-#include "KVTSimRpm_Document.h"
-#include "KVTSimRpm_PoolImpl.h"
+#include "KVTSimPoolManager.h"
 #include "copy_progress.h"
 #include "read_only_document.h"
 #include "text_format.h"
@@ -51,8 +50,9 @@ int CpCommand::Run() {
     throw;
   }
   std::printf("%s pool %s (%s, %llu bytes) -> %s pool %u\n", mSource.c_str(), mPool.c_str(),
-              pool.GetGUID().CStr(), static_cast<unsigned long long>(pool.Impl().Get()->Length()),
-              mTarget.c_str(), index);
+              pool.GetGUID().CStr(),
+              static_cast<unsigned long long>(pool.Describe().RecordLength()), mTarget.c_str(),
+              index);
   return 0;
 }
 
@@ -62,7 +62,7 @@ unsigned int CpCommand::Append(KVTSimRpm_Pool const& pool, UserSignature const& 
   KVTSimRpm_File file =
       document.AddFile(KVTString(mTarget.c_str()),
                        create ? KVTSimRpm_Document::AccessWrite : KVTSimRpm_Document::AccessUpdate);
-  std::uint64_t const bytes = pool.Impl().Get()->Length();
+  std::uint64_t const bytes = pool.Describe().RecordLength();
   CopyProgress progress(bytes, ::isatty(STDERR_FILENO) == 1 && bytes > kProgressThreshold);
   file.AppendPool(pool);
   progress.Done();

@@ -3,14 +3,21 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
-#include "KVTSimRpm_PoolDirectoryImpl.h"
-#include "KVTSimRpm_PoolImpl.h"
-#include "KVTSimRpm_PoolMap.h"
+#include "KVTSimPoolManager.h"
 #include "read_only_document.h"
 #include "text_format.h"
 #include "user_signature.h"
 
 namespace kvtsim_pool {
+
+namespace {
+
+// "<file> pool <index>" of a loaded entry, as the file was named when added.
+std::string Where(KVTSimRpm_PoolDescription::Entry const& entry) {
+  return std::string(entry.FileName().CStr()) + " pool " + std::to_string(entry.PoolIndex());
+}
+
+}  // namespace
 
 CLI::App* DirCommand::Attach(CLI::App& app) {
   CLI::App* sub = AddSubcommand(
@@ -30,19 +37,15 @@ int DirCommand::Run() {
   document.Add(mFile);
   for (std::string const& other : mWith)
     document.Add(other);
-  KVTSimRpm_Pool const pool = document.SelectPool(0, mPool);
-  KVTSimRpm_PoolDirectoryImpl const& directory = *pool.Impl().Get()->Directory();
-  KVTSimRpm_PoolMap const& map = *directory.Map().Get();
+  KVTSimRpm_PoolDescription const pool = document.SelectPool(0, mPool).Describe();
+  std::vector<KVTSimRpm_PoolDescription::Entry> const& entries = pool.Entries();
 
-  std::printf("%s pool %s: %d directory entries\n", mFile.c_str(), mPool.c_str(),
-              directory.Length());
+  std::printf("%s pool %s: %zu directory entries\n", mFile.c_str(), mPool.c_str(), entries.size());
   std::printf("%4s  %-32s  %s\n", "SLOT", "IDENTIFIER", "LOADED");
-  for (int slot = 0; slot < directory.Length(); ++slot) {
-    int const slotInMap = directory.InternalizeReference(slot);
-    std::string const where = document.Locate(slotInMap);
-    std::string const loaded = map.Pool(slotInMap).Null() ? "no" : "yes (" + where + ")";
-    std::printf("%4d  %-32s  %s\n", slot, Printable(std::string(map.UUID(slotInMap), 32)).c_str(),
-                loaded.c_str());
+  for (std::size_t slot = 0; slot < entries.size(); ++slot) {
+    KVTSimRpm_PoolDescription::Entry const& entry = entries[slot];
+    std::string const loaded = entry.Loaded() ? "yes (" + Where(entry) + ")" : "no";
+    std::printf("%4zu  %-32s  %s\n", slot, Printable(entry.Identifier()).c_str(), loaded.c_str());
   }
   return 0;
 }

@@ -5,26 +5,12 @@
 #include <cstdio>
 #include <nlohmann/json.hpp>
 
-#include "KVTSimRpm_FileImpl.h"
-#include "KVTSimRpm_PoolImpl.h"
-#include "raw_pool_header.h"
+#include "KVTSimPoolManager.h"
 #include "read_only_document.h"
 #include "text_format.h"
 #include "user_signature.h"
 
 namespace kvtsim_pool {
-
-namespace {
-
-// A pool loaded read-only keeps the frozen flag it was constructed with, so
-// whether it was stored open is read from its length digits.
-bool StoredOpen(KVTSimRpm_PoolImpl& pool) {
-  std::string header(RawPoolHeader::kSize, '\0');
-  std::uint64_t const n = pool.File().Read(pool.Location(), header.size(), &header[0]);
-  return n == header.size() && RawPoolHeader(header).StoredOpen();
-}
-
-}  // namespace
 
 CLI::App* LsCommand::Attach(CLI::App& app) {
   CLI::App* sub = AddSubcommand(
@@ -59,10 +45,11 @@ int LsCommand::Run() {
 LsCommand::FileListing LsCommand::ListPools(std::string const& path, KVTSimRpm_File const& file) {
   FileListing listing{path, {}};
   for (unsigned int i = 0; i < file.PoolCount(); ++i) {
-    KVTSimRpm_PoolImpl& pool = *file.Pool(i).Impl().Get();
-    listing.pools.push_back(PoolRow{i, pool.Location(), pool.Length(), pool.DataLength(),
-                                    StoredOpen(pool), pool.Directory()->Length(),
-                                    Printable(pool.Directory()->GetGUID().CStr())});
+    KVTSimRpm_PoolDescription const pool = file.Pool(i).Describe();
+    listing.pools.push_back(PoolRow{i, pool.Location(), pool.RecordLength(), pool.DataLength(),
+                                    pool.StoredState() == KVTSimRpm_PoolDescription::StateOpen,
+                                    static_cast<int>(pool.Entries().size()),
+                                    Printable(pool.Identifier())});
   }
   return listing;
 }

@@ -2,16 +2,11 @@
 
 #include <cstdlib>
 
-#include "KVTBasException.h"
-#include "KVTSimRpm_PoolDirectoryImpl.h"
-#include "KVTSimRpm_PoolImpl.h"
 #include "tool_error.h"
 
 namespace kvtsim_pool {
 
 namespace {
-
-constexpr std::size_t kIdentifierLength = 32;
 
 // text as a pool index, or -1 when it is not a plain decimal number.
 long long ParseIndex(std::string const& text) {
@@ -48,7 +43,7 @@ KVTSimRpm_Pool ReadOnlyDocument::SelectPool(std::size_t i, std::string const& te
                       "no pool " + text + ": the file has " + std::to_string(count) + " pools");
     return file.Pool(static_cast<unsigned int>(index));
   }
-  if (text.size() == kIdentifierLength) {
+  if (text.size() == KVTSimRpm_PoolHeader::kEntrySize) {
     for (unsigned int p = 0; p < count; ++p) {
       if (file.Pool(p).GetGUID().View() == text)
         return file.Pool(p);
@@ -68,7 +63,7 @@ std::string ReadOnlyDocument::Locate(int slotInMap) const {
 }
 
 int SlotInMap(KVTSimRpm_Pool const& pool) {
-  return pool.Impl().Get()->Directory()->SlotInMap();
+  return pool.Start().SlotInMap();
 }
 
 }  // namespace kvtsim_pool

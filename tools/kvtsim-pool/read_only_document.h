@@ -12,9 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "KVTSimRpm_Document.h"
-#include "KVTSimRpm_File.h"
-#include "KVTSimRpm_Pool.h"
+#include "KVTSimPoolManager.h"
 #include "user_signature.h"
 
 namespace kvtsim_pool {

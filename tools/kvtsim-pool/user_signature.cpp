@@ -2,17 +2,10 @@
 
 #include <utility>
 
-#include "KVTSimUttAssert.h"
-#include "raw_file.h"
+#include "KVTSimPoolManager.h"
 #include "tool_error.h"
 
 namespace kvtsim_pool {
-
-namespace {
-
-constexpr std::uint64_t kSignatureOffset = 16;
-
-}  // namespace
 
 UserSignature::UserSignature(std::string bytes) : mBytes(std::move(bytes)) {
   KVTSIM_ASSERT(mBytes.size() == kLength);
@@ -32,11 +25,12 @@ UserSignature UserSignature::Resolve(std::string const& given, std::string const
 }
 
 std::optional<UserSignature> UserSignature::FromFile(std::string const& path) {
-  RawFile file(path);
-  std::string bytes = file.ReadAt(kSignatureOffset, kLength);
-  if (bytes.size() < kLength)
+  // The first record is read as stored, whether or not the loader takes it.
+  KVTSimRpm_ChainWalker walker(KVTString(path.c_str()), nullptr);
+  std::size_t const end = KVTSimRpm_PoolHeader::kUserSignatureOffset + kLength;
+  if (!walker.Next() || walker.HeaderBytes() < end)
     return std::nullopt;
-  return UserSignature(bytes);
+  return UserSignature(std::string(walker.Header().UserSignature(), kLength));
 }
 
 }  // namespace kvtsim_pool

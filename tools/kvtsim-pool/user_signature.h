@@ -9,11 +9,13 @@
 #include <optional>
 #include <string>
 
+#include "KVTSimPoolManager.h"
+
 namespace kvtsim_pool {
 
 class UserSignature {
  public:
-  static constexpr std::size_t kLength = 4;
+  static constexpr std::size_t kLength = KVTSimRpm_PoolHeader::kUserSignatureSize;
 
   // given when it is not empty, else the signature stored in firstFile.
   // Raises ToolError when given is not 4 bytes or firstFile is too short to

@@ -31,10 +31,13 @@ expect_line "$err" "no pool 2: the file has 2 pools"
 [ ! -e "$work/new.sim" ] || fail "a refused copy left a file behind"
 
 # A pool over 64 MiB shows progress on a terminal only.
-python3 - "$work/big.sim" <<'PY'
+# Its header is the demo's first one, stored open with a one-entry directory.
+python3 - "$mesh" "$work/big.sim" <<'PY'
 import struct, sys
-header = b"\x89SIM\r\n\x1a\n\x06" + bytes(7) + b"DEMO" + b"0" * 16 + struct.pack("<IIi", 2, 0, 1)
-with open(sys.argv[1], "wb") as f:
+with open(sys.argv[1], "rb") as f:
+    header = f.read(48)
+header = header[:20] + b"0" * 16 + header[36:44] + struct.pack("<i", 1)
+with open(sys.argv[2], "wb") as f:
     f.write(header + b"b" * 32 + bytes(range(256)) * (260 * 1024))
 PY
 expect_status 0 cp "$work/big.sim" 0 "$work/big-copy.sim"

@@ -60,3 +60,30 @@ expect_status 2 ls "$work/missing.sim"
 expect_line "$err" "$work/missing.sim: KVTSimUttOSError: open: No such file or directory"
 expect_status 2 --sig ABCD ls "$mesh"
 expect_line "$err" "$mesh: KVTSimExcUserSigMismatch"
+
+# check finds a header problem exactly where the loader refuses a header, and
+# the load it then tries fails with the kind ls reports.
+while IFS=: read -r offset bytes kind; do
+  cp "$mesh" "$work/crafted.sim"
+  overwrite "$work/crafted.sim" "$offset" "$bytes"
+  if [ -z "$kind" ]; then
+    expect_status 0 ls "$work/crafted.sim"
+    expect_status 0 check "$work/crafted.sim"
+    continue
+  fi
+  expect_status 2 ls "$work/crafted.sim"
+  expect_line "$err" "crafted.sim: $kind"
+  expect_status 1 check "$work/crafted.sim"
+  expect_line "$out" "crafted.sim: pool "
+  expect_line "$out" "crafted.sim: the library refuses to load it: $kind"
+done <<LIST
+1:XYZ:KVTSimExcNotSimFile
+8:\200:KVTSimExcNeedUpgrade
+$((second + 16)):ABCD:KVTSimExcUserSigMismatch
+$((second + 30)):-:KVTSimExcCorruptHeader
+$((second + 20)):0000000000000001:KVTSimExcCorruptHeader
+44:\000\000\000\000:KVTSimExcCorruptDirectory
+44:\377\377\377\377:KVTSimExcCorruptDirectory
+9:PADDING:
+36:\007:
+LIST

@@ -15,8 +15,9 @@ expect_status 2 --sig ABC ls "$mesh"
 expect_line "$err" "kvtsim-pool ls: --sig: a user signature is exactly 4 bytes, not 3"
 expect_status 0 ls --sig DEMO "$mesh"  # also after the command
 
-printf '\211SIM\r\n\032\n\002' >"$work/old.sim"
-printf '\211SIM\r\n\032\n\005' >"$work/v5.sim"
+# The demo's format signature followed by other version bytes.
+{ head -c 8 "$mesh"; printf '\002'; } >"$work/old.sim"
+{ head -c 8 "$mesh"; printf '\005'; } >"$work/v5.sim"
 printf 'plain text\n' >"$work/notes.txt"
 expect_status 0 type "$work/old.sim"
 expect_line "$out" "old.sim: OldSim, upgrade required: yes"

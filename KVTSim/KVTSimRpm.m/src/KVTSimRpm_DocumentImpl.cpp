@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "KVTSimExc.h"
-#include "KVTSimRpm_Format.h"
+#include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimUttAssert.h"
 #include "KVTSimUttFileUtils.h"
 #include "KVTSimUttOSFile.h"
@@ -132,29 +132,30 @@ void KVTSimRpm_DocumentImpl::Close(KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> const& 
 KVTSimRpm_Document::FileType KVTSimRpm_DocumentImpl::GetFileType(KVTString const& fileName) {
   KVTSimUttOSFile file;
   file.OpenRead(fileName);
-  char probe[kKVTSimRpmProbeLength];
-  if (file.Read(probe, sizeof probe) < sizeof probe)
+  // Only the signature and the version byte are read; the rest stays zero.
+  char probe[KVTSimRpm_PoolHeader::kSize] = {};
+  if (file.Read(probe, KVTSimRpm_PoolHeader::kProbeSize) < KVTSimRpm_PoolHeader::kProbeSize)
     return KVTSimRpm_Document::FileTypeNotSim;
   file.Close();
-  if (std::memcmp(probe, kKVTSimRpmFormatSignature, sizeof kKVTSimRpmFormatSignature) != 0) {
+  KVTSimRpm_PoolHeader const header = KVTSimRpm_PoolHeader::Decode(probe);
+  if (header.CheckSignature() != KVTSimRpm_PoolHeader::FaultNone)
     return KVTSimRpm_Document::FileTypeNotSim;
-  }
   // The version byte is signed here: 0x80 to 0xFF count as negative.
-  signed char version = static_cast<signed char>(probe[8]);
-  if (version <= 0 || version > static_cast<signed char>(kKVTSimRpmFormatVersion)) {
+  int const version = static_cast<signed char>(header.Version());
+  if (version <= 0 || version > static_cast<int>(KVTSimRpm_PoolHeader::kFormatVersion))
     return KVTSimRpm_Document::FileTypeNotSim;
-  }
   return version <= 2 ? KVTSimRpm_Document::FileTypeOldSim : KVTSimRpm_Document::FileTypeSim;
 }
 
 bool KVTSimRpm_DocumentImpl::BinaryUpgradeRequired(KVTString const& fileName) {
   KVTSimUttOSFile file;
   file.OpenRead(fileName);
-  char probe[kKVTSimRpmProbeLength];
-  if (file.Read(probe, sizeof probe) < sizeof probe) {
+  char probe[KVTSimRpm_PoolHeader::kSize] = {};
+  if (file.Read(probe, KVTSimRpm_PoolHeader::kProbeSize) < KVTSimRpm_PoolHeader::kProbeSize) {
     KVTSimExcNotSimFile error;
     error.Throw(__FILE__, __LINE__);
   }
   file.Close();
-  return static_cast<unsigned char>(probe[8]) != kKVTSimRpmFormatVersion;
+  // The signature is not examined: only the version byte decides.
+  return KVTSimRpm_PoolHeader::Decode(probe).CheckVersion() != KVTSimRpm_PoolHeader::FaultNone;
 }

@@ -34,6 +34,10 @@ std::uint64_t KVTSimRpm_Pool::Length() const {
   return mImpl->DataLength();
 }
 
+KVTSimRpm_PoolDescription KVTSimRpm_Pool::Describe() const {
+  return KVTSimRpm_PoolDescription(*mImpl.Get());
+}
+
 KVTString KVTSimRpm_Pool::GetGUID() const {
   return Directory().GetGUID();
 }

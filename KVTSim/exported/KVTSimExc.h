@@ -24,13 +24,38 @@
 //   KVTSimExcWriteReadOnly       writing to a file opened read-only
 // Kinds with arguments are declared below with their accessors.
 
-#ifndef KVTSIM_PLATFORM_KVTSIMEXC_H_
-#define KVTSIM_PLATFORM_KVTSIMEXC_H_
+#ifndef KVTSIM_EXPORTED_KVTSIMEXC_H_
+#define KVTSIM_EXPORTED_KVTSIMEXC_H_
 
 #include <cstdint>
 
 #include "KVTBasException.h"
 #include "KVTSimUttExceptionString.h"
+
+// Codes returned by GetCode, one per kind declared here.
+enum KVTSimErrorCode {
+  KVTSimCodeAllocReadOnly = 100,
+  KVTSimCodeBrokenStream,
+  KVTSimCodeCantCreateFile,
+  KVTSimCodeCantDerefLocator,
+  KVTSimCodeCantExternalizeLoc,
+  KVTSimCodeCantGetFile,
+  KVTSimCodeCorruptDirectory,
+  KVTSimCodeCorruptHeader,
+  KVTSimCodeIOBounds,
+  KVTSimCodeImmutablePool,
+  KVTSimCodeInvalidGUID,
+  KVTSimCodeNeedUpgrade,
+  KVTSimCodeNewPoolReadOnly,
+  KVTSimCodeNotSimFile,
+  KVTSimCodePoolAlreadyInDoc,
+  KVTSimCodeRequestTooBig,
+  KVTSimCodeShortBuffer,
+  KVTSimCodeShortPool,
+  KVTSimCodeUserSigMismatch,
+  KVTSimCodeValidationFailure,
+  KVTSimCodeWriteReadOnly,
+};
 
 // Declares an error kind without arguments.
 #define KVTSIM_DECLARE_PLAIN_ERROR_KIND(Kind)             \
@@ -146,4 +171,4 @@ class KVTSIM_EXPORT KVTSimExcShortBuffer : public KVTBasException {
   unsigned mAvailable;
 };
 
-#endif  // KVTSIM_PLATFORM_KVTSIMEXC_H_
+#endif  // KVTSIM_EXPORTED_KVTSIMEXC_H_

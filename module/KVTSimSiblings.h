@@ -7,8 +7,8 @@
 // Other calls only move the count. Not thread-safe: lifecycle calls do not run
 // concurrently.
 
-#ifndef KVTSIM_PLATFORM_KVTSIMSIBLINGS_H_
-#define KVTSIM_PLATFORM_KVTSIMSIBLINGS_H_
+#ifndef KVTSIM_MODULE_KVTSIMSIBLINGS_H_
+#define KVTSIM_MODULE_KVTSIMSIBLINGS_H_
 
 void KVTSimContainers_initialize(int& tally);
 void KVTSimContainers_finalize(int& tally);
@@ -28,4 +28,4 @@ void KVTBasAlloc_finalize(int& tally);
 typedef void (*KVTSimSiblingObserver)(char const* service, bool initialised);
 void KVTSimSiblings_SetObserver(KVTSimSiblingObserver observer) noexcept;
 
-#endif  // KVTSIM_PLATFORM_KVTSIMSIBLINGS_H_
+#endif  // KVTSIM_MODULE_KVTSIMSIBLINGS_H_
