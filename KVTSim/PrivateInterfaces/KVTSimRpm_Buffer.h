@@ -1,5 +1,6 @@
-// KVTSimRpm_Buffer: a heap block of a given size, released when the holder
-// goes. KVTSimRpm_BufferHolder is the same class under a second name.
+// Buffer: a heap block of a given size, released when the holder goes.
+// BufferHolder is the same class under a second name. Used by the library's
+// own sources only; the header is not installed.
 
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_BUFFER_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_BUFFER_H_
@@ -8,14 +9,14 @@
 
 #include "KVTBasMem.h"
 
-class KVTSimRpm_Buffer {
+class Buffer {
  public:
   // Raises KVTBasMemoryExhausted when the block cannot be allocated.
-  explicit KVTSimRpm_Buffer(std::size_t size)
+  explicit Buffer(std::size_t size)
       : mData(mem_OperatorNewThrowBuiltin(size)), mSize(size) {}
-  KVTSimRpm_Buffer(KVTSimRpm_Buffer const&) = delete;
-  KVTSimRpm_Buffer& operator=(KVTSimRpm_Buffer const&) = delete;
-  ~KVTSimRpm_Buffer() { mem_deleteBuiltIn(mData); }
+  Buffer(Buffer const&) = delete;
+  Buffer& operator=(Buffer const&) = delete;
+  ~Buffer() { mem_deleteBuiltIn(mData); }
 
   // Valid while the holder lives.
   char* Data() noexcept { return mData; }
@@ -26,6 +27,6 @@ class KVTSimRpm_Buffer {
   std::size_t mSize;
 };
 
-using KVTSimRpm_BufferHolder = KVTSimRpm_Buffer;
+using BufferHolder = Buffer;
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_BUFFER_H_

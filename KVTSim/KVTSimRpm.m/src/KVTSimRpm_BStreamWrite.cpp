@@ -19,7 +19,7 @@ void KVTSimRpm_BStreamWrite::Write(KVTString const& s) {
     error.Throw(__FILE__, __LINE__);
   }
   std::size_t const padded = (n + 3) & ~std::size_t{3};
-  KVTSimRpm_Buffer block(padded);
+  Buffer block(padded);
   std::memset(block.Data(), 0, padded);
   if (n != 0)
     std::memcpy(block.Data(), s.CStr(), n);

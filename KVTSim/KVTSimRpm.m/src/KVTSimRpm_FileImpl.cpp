@@ -198,7 +198,7 @@ void KVTSimRpm_FileImpl::CopyPoolBytes(KVTSimRpm_PoolImpl& source, std::uint64_t
   std::uint64_t remaining = source.Length();
   std::uint64_t destination = start;
   Truncate(start + remaining);
-  KVTSimRpm_Buffer buffer(kCopyChunk);
+  Buffer buffer(kCopyChunk);
   while (remaining != 0) {
     std::uint64_t chunk = std::min(remaining, kCopyChunk);
     std::uint64_t n = source.File().Read(sourceOffset, chunk, buffer.Data());

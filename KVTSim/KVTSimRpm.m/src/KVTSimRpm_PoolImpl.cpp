@@ -49,7 +49,7 @@ void KVTSimRpm_PoolImpl::Load(std::uint64_t fileEnd) {
     header.Raise(fault, mFile.FileName(), __FILE__, __LINE__);
 
   std::uint32_t const headerLength = header.HeaderLength();
-  KVTSimRpm_Buffer record(headerLength - KVTSimRpm_PoolHeader::kSize);
+  Buffer record(headerLength - KVTSimRpm_PoolHeader::kSize);
   if (mFile.Read(mLocation + KVTSimRpm_PoolHeader::kSize, record.Size(), record.Data()) <
       record.Size()) {
     header.Raise(KVTSimRpm_PoolHeader::FaultDirectoryCutShort, mFile.FileName(), __FILE__,
@@ -71,7 +71,7 @@ void KVTSimRpm_PoolImpl::Dump() {
   header.SetHeaderWords(mHeaderWordA, mHeaderWordB);
   header.SetEntryCount(mDirectory->Length());
   std::uint32_t const size = header.HeaderLength();
-  KVTSimRpm_Buffer record(size);
+  Buffer record(size);
   header.EncodeTo(record.Data());
   mDirectory->Dump(record.Data() + KVTSimRpm_PoolHeader::kSize);
   mFile.Extend(mLocation + size);
