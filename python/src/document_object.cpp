@@ -132,10 +132,11 @@ A document that is dropped without close() is closed when it is collected.
                d.mState->Close();
            })
       .def("__repr__", [](DocumentObject const& d) {
-        std::string text = "<kvtsim.Document " + d.mState->Signature();
+        py::str const signature = py::repr(py::bytes(d.mState->Signature()));
         if (d.mState->Closed())
-          return text + " (closed)>";
-        return text + ", " + std::to_string(d.mState->OpenFiles().size()) + " open files>";
+          return py::str("<kvtsim.Document {} (closed)>").format(signature);
+        return py::str("<kvtsim.Document {}, {} open files>")
+            .format(signature, d.mState->OpenFiles().size());
       });
 }
 

@@ -149,6 +149,7 @@ std::optional<DocumentState::PoolPlace> DocumentState::FindPool(int slotInMap) c
 }
 
 std::uint64_t DocumentState::BytesLeft(KVTSimRpm_Locator const& at) const {
+  RequireOpen();
   std::optional<PoolPlace> place = FindPool(at.SlotInMap());
   if (!place) {
     KVTSimExcCantDerefLocator error;

@@ -183,8 +183,8 @@ copy_pool() copies a pool of another document's file onto the end.
              return py::hash(py::int_(reinterpret_cast<std::uintptr_t>(f.mFile)));
            })
       .def("__repr__", [](FileObject const& f) {
-        std::string state = f.mDocument->Closed() || f.mFile->Closed() ? " (closed)" : "";
-        return "<kvtsim.File " + f.mFile->Path() + state + ">";
+        char const* state = f.mDocument->Closed() || f.mFile->Closed() ? " (closed)" : "";
+        return py::str("<kvtsim.File {}{}>").format(FileSystemText(f.mFile->Path()), state);
       });
 }
 

@@ -187,12 +187,11 @@ document (CantDerefLocatorError otherwise).
                                             l.mHandle.SlotInMap(), l.mHandle.Offset()));
            })
       .def("__repr__", [](LocatorObject const& l) {
-        std::string where = "pool " + std::to_string(l.mHandle.SlotInMap());
-        if (!l.mDocument->Closed()) {
-          KVTSimRpm_Locator const& h = l.mHandle;
-          where = std::string(h.GetGUID().View());
-        }
-        return "<kvtsim.Locator " + where + " offset=" + std::to_string(l.mHandle.Offset()) + ">";
+        if (l.mDocument->Closed())
+          return py::str("<kvtsim.Locator offset={} (closed)>").format(l.mHandle.Offset());
+        KVTString const id = l.mHandle.GetGUID();
+        return py::str("<kvtsim.Locator {} offset={}>")
+            .format(Latin1Text(id.CStr(), id.GetLengthInByte()), l.mHandle.Offset());
       });
 }
 

@@ -145,13 +145,14 @@ allocated bytes with writer() or through locators:
           "before each append. One appender per pool at a time.")
       .def(
           "read",
-          [](PoolObject& p, std::uint64_t offset, py::object size) {
+          [](PoolObject& p, py::object size, std::uint64_t offset) {
             LocatorObject at(p.mDocument, p.Handle().Start() + offset);
             std::optional<std::uint64_t> n = OptionalSize(size);
             return at.Read(n ? *n : p.Handle().Length());
           },
-          py::arg("offset") = 0, py::arg("size") = py::none(),
-          "The data bytes from offset, size of them (default: all), stopping at the end.")
+          py::arg("size") = py::none(), py::arg("offset") = 0,
+          "Reads up to size bytes of data (default: all) from data offset offset,\n"
+          "stopping at the end of the data.")
       .def(
           "__eq__",
           [](PoolObject const& p, PoolObject const& other) {
@@ -164,14 +165,13 @@ allocated bytes with writer() or through locators:
                  py::make_tuple(reinterpret_cast<std::uintptr_t>(p.mDocument.get()), p.mSlot));
            })
       .def("__repr__", [](PoolObject& p) {
-        std::string text = "<kvtsim.Pool " + std::to_string(p.mIndex) + " of " + p.mFile->Path();
-        if (!p.mDocument->Closed() && !p.mFile->Closed() && p.mHandle.Impl().Peek() != nullptr) {
-          text += " " + std::string(p.mHandle.GetGUID().View()) + ", " +
-                  std::to_string(p.mHandle.Length()) + " data bytes";
-        } else {
-          text += " (closed)";
-        }
-        return text + ">";
+        py::str const path = FileSystemText(p.mFile->Path());
+        if (p.mDocument->Closed() || p.mFile->Closed() || p.mHandle.Impl().Peek() == nullptr)
+          return py::str("<kvtsim.Pool {} of {} (closed)>").format(p.mIndex, path);
+        KVTString const id = p.mHandle.GetGUID();
+        return py::str("<kvtsim.Pool {} of {}: {}, {} data bytes>")
+            .format(p.mIndex, path, Latin1Text(id.CStr(), id.GetLengthInByte()),
+                    p.mHandle.Length());
       });
 }
 

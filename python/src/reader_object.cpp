@@ -160,7 +160,8 @@ Use it with "with", or call close(), to release its buffer at once.
           [](ReaderObject const& r) { return LocatorObject(r.mDocument, r.mStart + r.mPosition); },
           "The Locator of the next byte to read.")
       .def_property_readonly(
-          "closed", [](ReaderObject const& r) { return !r.mStream; }, "True after close().")
+          "closed", [](ReaderObject const& r) { return !r.mStream || r.mDocument->Closed(); },
+          "True after close() or once the document is closed.")
       .def("close", &ReaderObject::Close, "Releases the reader's buffer; later reads raise.")
       .def("__enter__", [](py::object self) { return self; })
       .def("__exit__", [](ReaderObject& r, py::args) { r.Close(); });
