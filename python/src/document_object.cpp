@@ -29,7 +29,7 @@ DocumentObject::DocumentObject(py::handle signature)
     : mState(std::make_shared<DocumentState>(
           FixedBytes(signature, kSignatureLength, "a user signature"))) {}
 
-void DocumentObject::Bind(py::module_& m) {
+void DocumentObject::Declare(py::module_& m) {
   py::class_<DocumentObject>(m, "Document", R"doc(
 Document(signature)
 
@@ -58,7 +58,11 @@ on an error:
 Closing writes every file's last pool header and makes the files durable.
 Files, pools, locators and streams of a closed document raise ClosedError.
 A document that is dropped without close() is closed when it is collected.
-)doc")
+)doc");
+}
+
+void DocumentObject::Bind(py::module_& m) {
+  py::reinterpret_borrow<py::class_<DocumentObject>>(m.attr("Document"))
       .def(py::init<py::handle>(), py::arg("signature"))
       .def(
           "open",

@@ -16,6 +16,9 @@ class DocumentObject {
   // signature: exactly 4 bytes, as str (Latin-1) or bytes (ValueError otherwise).
   explicit DocumentObject(pybind11::handle signature);
 
+  // Registers the Python class (Declare), then its members (Bind), so that
+  // every signature can name the classes of the module.
+  static void Declare(pybind11::module_& m);
   static void Bind(pybind11::module_& m);
 
  private:

@@ -70,7 +70,7 @@ PoolObject FileObject::AddPool(Add&& add) {
   return PoolObject(mDocument, *mFile, after - 1);
 }
 
-void FileObject::Bind(py::module_& m) {
+void FileObject::Declare(py::module_& m) {
   py::class_<FileObject>(m, "File", R"doc(
 A file open in a Document: a sequence of pools, the last of which (the
 current pool) grows while the file is writable.
@@ -83,7 +83,11 @@ current pool) grows while the file is writable.
 
 new_pool() starts a new current pool (freezing the previous one);
 copy_pool() copies a pool of another document's file onto the end.
-)doc")
+)doc");
+}
+
+void FileObject::Bind(py::module_& m) {
+  py::reinterpret_borrow<py::class_<FileObject>>(m.attr("File"))
       .def_property_readonly(
           "path", [](FileObject const& f) { return FileSystemText(f.mFile->Path()); },
           "The file's name as it was opened (or made, for generated and temporary files).")

@@ -18,6 +18,9 @@ class FileObject {
  public:
   FileObject(std::shared_ptr<DocumentState> document, FileEntry& file);
 
+  // Registers the Python class (Declare), then its members (Bind), so that
+  // every signature can name the classes of the module.
+  static void Declare(pybind11::module_& m);
   static void Bind(pybind11::module_& m);
 
  private:

@@ -57,7 +57,7 @@ void LocatorObject::Write(py::buffer const& data) const {
   mHandle.Write(source.Size(), source.Data());
 }
 
-void LocatorObject::Bind(py::module_& m) {
+void LocatorObject::Declare(py::module_& m) {
   py::class_<LocatorObject>(m, "Locator", R"doc(
 A position in a pool: the pool and a data offset (bytes from the start of
 the pool's data).
@@ -75,7 +75,11 @@ within one pool, and moved with + and -:
 
 Reading and writing at a locator needs its pool to be loaded in the
 document (CantDerefLocatorError otherwise).
-)doc")
+)doc");
+}
+
+void LocatorObject::Bind(py::module_& m) {
+  py::reinterpret_borrow<py::class_<LocatorObject>>(m.attr("Locator"))
       .def_property_readonly(
           "offset", [](LocatorObject const& l) { return l.mHandle.Offset(); },
           "The data offset in the pool.")

@@ -33,6 +33,9 @@ class LocatorObject {
   // Up to size bytes here, stopping at the end of the pool's data.
   pybind11::bytes Read(std::uint64_t size) const;
 
+  // Registers the Python class (Declare), then its members (Bind), so that
+  // every signature can name the classes of the module.
+  static void Declare(pybind11::module_& m);
   static void Bind(pybind11::module_& m);
 
  private:

@@ -24,6 +24,12 @@ PYBIND11_MODULE(_core, m) {
   m.attr("__version__") = KVTSIM_PYTHON_VERSION;
 
   BindingErrors::Bind(m);
+  DocumentObject::Declare(m);
+  FileObject::Declare(m);
+  PoolObject::Declare(m);
+  LocatorObject::Declare(m);
+  ReaderObject::Declare(m);
+  WriterObject::Declare(m);
   DocumentObject::Bind(m);
   FileObject::Bind(m);
   PoolObject::Bind(m);

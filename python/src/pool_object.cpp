@@ -54,7 +54,7 @@ py::list PoolObject::Directory() {
   return entries;
 }
 
-void PoolObject::Bind(py::module_& m) {
+void PoolObject::Declare(py::module_& m) {
   py::class_<PoolObject>(m, "Pool", R"doc(
 One pool of a file: a directory of the pools it may refer to, and a data
 area that grows at its end while the pool is its file's open pool.
@@ -68,7 +68,11 @@ allocated bytes with writer() or through locators:
         out.write_array(temperatures)
     with pool.reader() as r:
         label = r.read_string()
-)doc")
+)doc");
+}
+
+void PoolObject::Bind(py::module_& m) {
+  py::reinterpret_borrow<py::class_<PoolObject>>(m.attr("Pool"))
       .def_property_readonly(
           "identifier",
           [](PoolObject& p) {

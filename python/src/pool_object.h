@@ -30,6 +30,9 @@ class PoolObject {
   DocumentState const* Document() const noexcept { return mDocument.get(); }
   int Slot() const noexcept { return mSlot; }
 
+  // Registers the Python class (Declare), then its members (Bind), so that
+  // every signature can name the classes of the module.
+  static void Declare(pybind11::module_& m);
   static void Bind(pybind11::module_& m);
 
  private:

@@ -114,7 +114,7 @@ std::uint64_t ReaderObject::ReadInto(py::handle buffer) {
   return target.Size();
 }
 
-void ReaderObject::Bind(py::module_& m) {
+void ReaderObject::Declare(py::module_& m) {
   py::class_<ReaderObject>(m, "Reader", R"doc(
 Reads stored values one after another from a position in a pool.
 
@@ -128,7 +128,11 @@ raises ShortBufferError and leaves the position unchanged.
         temperatures = r.read_array("f8", count)
 
 Use it with "with", or call close(), to release its buffer at once.
-)doc")
+)doc");
+}
+
+void ReaderObject::Bind(py::module_& m) {
+  py::reinterpret_borrow<py::class_<ReaderObject>>(m.attr("Reader"))
       .def("read_i16", &ReaderObject::ReadScalar<std::int16_t>, "Reads a stored int16.")
       .def("read_u16", &ReaderObject::ReadScalar<std::uint16_t>, "Reads a stored uint16.")
       .def("read_i32", &ReaderObject::ReadScalar<std::int32_t>, "Reads a stored int32.")

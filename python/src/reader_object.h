@@ -40,6 +40,9 @@ class ReaderObject {
   ReaderObject(ReaderObject const&) = delete;
   ReaderObject& operator=(ReaderObject const&) = delete;
 
+  // Registers the Python class (Declare), then its members (Bind), so that
+  // every signature can name the classes of the module.
+  static void Declare(pybind11::module_& m);
   static void Bind(pybind11::module_& m);
 
  private:

@@ -154,7 +154,7 @@ void WriterObject::WriteBytes(py::handle buffer) {
   mPosition += source.Size();
 }
 
-void WriterObject::Bind(py::module_& m) {
+void WriterObject::Declare(py::module_& m) {
   py::class_<WriterObject>(m, "Writer", R"doc(
 Writes stored values one after another into a pool.
 
@@ -171,7 +171,11 @@ its limit (by default the end of the pool's data).
 Writes gather in a buffer and reach the pool at flush() or close(), when the
 buffer is full, and before the pool's file or document closes. Closing the
 writer (or leaving the "with" block) flushes it and shows any write error.
-)doc")
+)doc");
+}
+
+void WriterObject::Bind(py::module_& m) {
+  py::reinterpret_borrow<py::class_<WriterObject>>(m.attr("Writer"))
       .def("write_i16", &WriterObject::WriteScalar<std::int16_t>, py::arg("value"),
            "Writes a stored int16.")
       .def("write_u16", &WriterObject::WriteScalar<std::uint16_t>, py::arg("value"),

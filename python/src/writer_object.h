@@ -63,6 +63,9 @@ class WriterObject {
   bool IsAppender() const noexcept { return mAppender; }
   int PoolSlot() const noexcept { return mStart.SlotInMap(); }
 
+  // Registers the Python class (Declare), then its members (Bind), so that
+  // every signature can name the classes of the module.
+  static void Declare(pybind11::module_& m);
   static void Bind(pybind11::module_& m);
 
  private:
