@@ -25,7 +25,7 @@ def read_array(reader, dtype, count):
     """Reads count stored values of dtype (for example "f8", numpy.int32, or
     ">f8" for a big-endian result) into a new one-dimensional array."""
     wanted = numpy.dtype(dtype)
-    values = numpy.zeros(int(count), stored_dtype(wanted))
+    values = numpy.empty(int(count), stored_dtype(wanted))
     reader.readinto(values)
     return values if values.dtype == wanted else values.astype(wanted)
 

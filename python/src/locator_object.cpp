@@ -15,10 +15,8 @@ namespace kvtsim_python {
 
 namespace {
 
-// Offsets are unsigned 64-bit numbers.
-py::int_ const& OffsetBound() {
-  static py::int_ const* bound = new py::int_(py::module_::import("builtins").attr("pow")(2, 64));
-  return *bound;
+[[noreturn]] void RaiseOffsetRange() {
+  throw py::value_error("a locator's offset lies in 0 .. 2**64 - 1");
 }
 
 }  // namespace
@@ -32,15 +30,29 @@ bool LocatorObject::SamePool(LocatorObject const& other) const noexcept {
 }
 
 LocatorObject LocatorObject::Moved(py::int_ const& delta) const {
-  py::int_ moved =
-      py::reinterpret_steal<py::int_>(PyNumber_Add(py::int_(mHandle.Offset()).ptr(), delta.ptr()));
-  if (!moved)
+  int overflow = 0;
+  long long const step = PyLong_AsLongLongAndOverflow(delta.ptr(), &overflow);
+  if (step == -1 && PyErr_Occurred())
     throw py::error_already_set();
-  if (moved < py::int_(0) || !(moved < OffsetBound()))
-    throw py::value_error("a locator's offset lies in 0 .. 2**64 - 1");
-  std::uint64_t const offset = moved.cast<std::uint64_t>();
-  // Locator arithmetic is modulo 2^64: moving by the difference gets there.
-  return LocatorObject(mDocument, mHandle + (offset - mHandle.Offset()));
+  bool const negative = overflow < 0 || (overflow == 0 && step < 0);
+  std::uint64_t magnitude = 0;
+  if (overflow == 0) {
+    magnitude = negative ? 0 - static_cast<std::uint64_t>(step) : static_cast<std::uint64_t>(step);
+  } else {
+    // Beyond a long long: still within reach when it fits 64 bits unsigned.
+    py::object size = negative ? py::reinterpret_steal<py::object>(PyNumber_Negative(delta.ptr()))
+                               : py::reinterpret_borrow<py::object>(delta);
+    magnitude = PyLong_AsUnsignedLongLong(size.ptr());
+    if (PyErr_Occurred()) {
+      PyErr_Clear();
+      RaiseOffsetRange();
+    }
+  }
+  std::uint64_t const offset = mHandle.Offset();
+  if (negative ? magnitude > offset : magnitude > UINT64_MAX - offset)
+    RaiseOffsetRange();
+  // Locator arithmetic is modulo 2^64: adding the two's complement subtracts.
+  return LocatorObject(mDocument, mHandle + (negative ? 0 - magnitude : magnitude));
 }
 
 py::bytes LocatorObject::Read(std::uint64_t size) const {

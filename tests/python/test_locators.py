@@ -48,6 +48,10 @@ def test_locators_are_values(tmp_path):
             a - 1
         with pytest.raises(ValueError):
             a + 2**64
+        top = a + 2**63 + (2**63 - 1)
+        assert top.offset == 2**64 - 1 and top - (2**64 - 1) == a
+        with pytest.raises(ValueError):
+            top + 1
         assert sorted([b, a, a + 3]) == [a, a + 3, b]
 
 
