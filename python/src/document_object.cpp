@@ -1,0 +1,147 @@
+#include "document_object.h"
+
+#include <string>
+
+#include "file_object.h"
+#include "python_values.h"
+
+namespace py = pybind11;
+
+namespace kvtsim_python {
+
+namespace {
+
+constexpr std::size_t kSignatureLength = 4;
+
+KVTSimRpm_Document::AccessMode ModeOf(std::string const& mode) {
+  if (mode == "r")
+    return KVTSimRpm_Document::AccessRead;
+  if (mode == "r+")
+    return KVTSimRpm_Document::AccessUpdate;
+  if (mode == "w")
+    return KVTSimRpm_Document::AccessWrite;
+  throw py::value_error("mode must be \"r\", \"r+\" or \"w\", not \"" + mode + "\"");
+}
+
+}  // namespace
+
+DocumentObject::DocumentObject(py::handle signature)
+    : mState(std::make_shared<DocumentState>(
+          FixedBytes(signature, kSignatureLength, "a user signature"))) {}
+
+void DocumentObject::Declare(py::module_& m) {
+  py::class_<DocumentObject>(m, "Document", R"doc(
+Document(signature)
+
+A set of container files open together, whose pools find each other by
+identifier: a locator stored in one file can be followed into another file
+of the same document. signature is the 4-byte user signature (str or bytes)
+that every pool of the document carries; files of another signature do not
+open (UserSigMismatchError).
+
+Use it as a context manager; it closes its files on leaving the block, also
+on an error:
+
+    import kvtsim
+    with kvtsim.Document("DEMO") as doc:
+        mesh = doc.open("mesh.sim", "w")          # a new file with one pool
+        with mesh.current.appender() as out:
+            out.write_i32(3)
+            out.write_array(numpy.array([0.0, 0.5, 1.0]))
+
+    with kvtsim.Document("DEMO") as doc:
+        mesh = doc.open("mesh.sim")               # read-only
+        with mesh[0].reader() as r:
+            count = r.read_i32()
+            x = r.read_array("f8", count)
+
+Closing writes every file's last pool header and makes the files durable.
+Files, pools, locators and streams of a closed document raise ClosedError.
+A document that is dropped without close() is closed when it is collected.
+)doc");
+}
+
+void DocumentObject::Bind(py::module_& m) {
+  py::reinterpret_borrow<py::class_<DocumentObject>>(m.attr("Document"))
+      .def(py::init<py::handle>(), py::arg("signature"))
+      .def(
+          "open",
+          [](DocumentObject& d, py::object path, std::string const& mode) {
+            FileEntry& file = d.mState->Open(FileSystemPath(path), ModeOf(mode));
+            return FileObject(d.mState, file);
+          },
+          py::arg("path"), py::arg("mode") = "r",
+          "Opens a file: \"r\" read-only, \"r+\" for update (new pools and data may be added\n"
+          "at its end), \"w\" new (an existing file is emptied) with one empty pool.\n"
+          "Opening a file the document holds already gives that file back as it was\n"
+          "opened (\"r\", \"r+\"); \"w\" on it raises CantCreateFileError. Damaged or\n"
+          "foreign files raise the error that says what is wrong (CorruptHeaderError,\n"
+          "NotSimFileError, UserSigMismatchError, ...); OS errors raise kvtsim.OSError\n"
+          "(an OSError, e.g. FileNotFoundError).")
+      .def(
+          "create_generated",
+          [](DocumentObject& d, py::object directory, py::object stem) {
+            FileEntry& file =
+                d.mState->CreateGenerated(FileSystemPath(directory), FileSystemPath(stem));
+            return FileObject(d.mState, file);
+          },
+          py::arg("directory"), py::arg("stem"),
+          "Creates a new file with a unique name in directory: stem, or stem-1, stem-2, ...\n"
+          "(an existing file is never overwritten), with one empty pool. File.path tells\n"
+          "the name chosen.")
+      .def(
+          "create_temporary",
+          [](DocumentObject& d, py::object directory) {
+            if (directory.is_none())
+              directory = py::module_::import("tempfile").attr("gettempdir")();
+            FileEntry& file = d.mState->CreateTemporary(FileSystemPath(directory));
+            return FileObject(d.mState, file);
+          },
+          py::arg("directory") = py::none(),
+          "Creates a temporary file (mode 0600) with one empty pool in directory (default:\n"
+          "tempfile.gettempdir()). It is removed when it is closed.")
+      .def_property_readonly(
+          "files",
+          [](DocumentObject& d) {
+            d.mState->RequireOpen();
+            py::list files;
+            for (FileEntry* file : d.mState->OpenFiles())
+              files.append(FileObject(d.mState, *file));
+            return files;
+          },
+          "The open files, in the order they were opened.")
+      .def_property_readonly(
+          "signature", [](DocumentObject const& d) { return py::bytes(d.mState->Signature()); },
+          "The 4-byte user signature.")
+      .def_property_readonly(
+          "closed", [](DocumentObject const& d) { return d.mState->Closed(); },
+          "True after close().")
+      .def(
+          "flush", [](DocumentObject& d) { d.mState->Flush(); },
+          "Flushes the writers, writes every file's current pool header back and makes\n"
+          "the files durable.")
+      .def(
+          "close",
+          [](DocumentObject& d) {
+            if (!d.mState->Closed())
+              d.mState->Close();
+          },
+          "Closes the writers, then every file (writing its last pool header back and\n"
+          "making it durable). Every file is closed even when one fails; the first error\n"
+          "is raised. Closing a closed document does nothing.")
+      .def("__enter__", [](py::object self) { return self; })
+      .def("__exit__",
+           [](DocumentObject& d, py::args) {
+             if (!d.mState->Closed())
+               d.mState->Close();
+           })
+      .def("__repr__", [](DocumentObject const& d) {
+        py::str const signature = py::repr(py::bytes(d.mState->Signature()));
+        if (d.mState->Closed())
+          return py::str("<kvtsim.Document {} (closed)>").format(signature);
+        return py::str("<kvtsim.Document {}, {} open files>")
+            .format(signature, d.mState->OpenFiles().size());
+      });
+}
+
+}  // namespace kvtsim_python

@@ -1,0 +1,36 @@
+"""Shared fixtures of the kvtsim tests.
+
+The tests run with the interpreter the package was built for and find the
+package through PYTHONPATH (CTest sets both, and KVTSIM_POOL, the path of
+kvtsim-pool).
+"""
+
+import os
+import subprocess
+
+import pytest
+
+SIGNATURE = "TEST"
+
+
+@pytest.fixture
+def tool():
+    """The kvtsim-pool program; tests that need it are skipped without it."""
+    path = os.environ.get("KVTSIM_POOL")
+    if not path or not os.path.exists(path):
+        pytest.skip("KVTSIM_POOL does not name the kvtsim-pool program")
+    return path
+
+
+@pytest.fixture
+def demo(tool, tmp_path):
+    """The demo document written by kvtsim-pool: (mesh path, results path)."""
+    subprocess.run([tool, "demo", str(tmp_path / "demo")], check=True, capture_output=True)
+    return str(tmp_path / "demo" / "mesh.sim"), str(tmp_path / "demo" / "results.sim")
+
+
+def patch(path, offset, data):
+    """Overwrites bytes of a file."""
+    with open(path, "r+b") as f:
+        f.seek(offset)
+        f.write(data)
