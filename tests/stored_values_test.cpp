@@ -111,53 +111,39 @@ class RecordingStream : public KVTSimRpm_BStreamRead {
 
 }  // namespace
 
-TEST_F(StoredValuesTest, EveryScalarTypeIsStoredAtItsWidth) {
-  char buffer[64];
-  KVTSimRpm_BStreamWriteBuffer out(buffer, sizeof buffer);
-  Externalize(out, std::int16_t{-2});
-  Externalize(out, std::uint16_t{0xBEEF});
-  Externalize(out, 7);  // the int form
-  Externalize(out, 0xA1B2C3D4u);
-  Externalize(out, std::int64_t{-3});
-  Externalize(out, std::size_t{5000000000u});  // once cut to 705,032,704
-  Externalize(out, 1.5f);
-  Externalize(out, 1.7125);  // once stored as the int 1
-  std::string const expected =
-      LittleEndian(std::int16_t{-2}) + LittleEndian(std::uint16_t{0xBEEF}) + LittleEndian(7) +
-      LittleEndian(0xA1B2C3D4u) + LittleEndian(std::int64_t{-3}) + LittleEndian(5000000000ull) +
-      LittleEndian(1.5f) + LittleEndian(1.7125);
-  ASSERT_EQ(expected.size(), 40u);
-  EXPECT_EQ(std::string(buffer, 40), expected);
-  EXPECT_EQ(LittleEndian(1.5), std::string("\x00\x00\x00\x00\x00\x00\xF8\x3F", 8));
+namespace {
 
-  KVTSimRpm_BStreamReadBuffer in(buffer, 40);
-  std::int16_t i16 = 0;
-  std::uint16_t u16 = 0;
-  int i32 = 0;
-  unsigned u32 = 0;
-  long long i64 = 0;
-  unsigned long u64 = 0;
-  float f = 0;
-  double d = 0;
-  Internalize(in, i16);
-  Internalize(in, u16);
-  Internalize(in, i32);
-  Internalize(in, u32);
-  Internalize(in, i64);
-  Internalize(in, u64);
-  Internalize(in, f);
-  Internalize(in, d);
-  EXPECT_EQ(i16, -2);
-  EXPECT_EQ(u16, 0xBEEF);
-  EXPECT_EQ(i32, 7);
-  EXPECT_EQ(u32, 0xA1B2C3D4u);
-  EXPECT_EQ(i64, -3);
-  EXPECT_EQ(u64, 5000000000u);
-  EXPECT_EQ(f, 1.5f);
-  EXPECT_EQ(d, 1.7125);
-  double untouched = 9;
-  EXPECT_THROW(Internalize(in, untouched), KVTSimExcShortBuffer);
-  EXPECT_EQ(untouched, 9);
+// Writes value through a buffer stream, expects its stored bytes, reads it
+// back and expects the same bits; a further read finds the end.
+template <typename T>
+void ExpectStoredRoundTrip(T value) {
+  char buffer[8];
+  KVTSimRpm_BStreamWriteBuffer out(buffer, sizeof(T));
+  Externalize(out, value);
+  EXPECT_EQ(std::string(buffer, sizeof(T)), LittleEndian(value));
+  KVTSimRpm_BStreamReadBuffer in(buffer, sizeof(T));
+  T back{};
+  Internalize(in, back);
+  EXPECT_EQ(BitsOf(back), BitsOf(value));
+  EXPECT_THROW(Internalize(in, back), KVTSimExcShortBuffer);
+  EXPECT_EQ(BitsOf(back), BitsOf(value)) << "a failed read changed the value";
+}
+
+}  // namespace
+
+TEST_F(StoredValuesTest, EveryScalarTypeIsStoredAtItsWidth) {
+  ExpectStoredRoundTrip(std::int16_t{-2});
+  ExpectStoredRoundTrip(std::uint16_t{0xBEEF});
+  ExpectStoredRoundTrip(7);  // the exported int form
+  ExpectStoredRoundTrip(0xA1B2C3D4u);
+  ExpectStoredRoundTrip(std::int64_t{-3});
+  ExpectStoredRoundTrip(-3ll);
+  ExpectStoredRoundTrip(std::size_t{5000000000u});  // the int form cut it to 705,032,704
+  ExpectStoredRoundTrip(5000000000ull);
+  ExpectStoredRoundTrip(1.5f);
+  ExpectStoredRoundTrip(1.7125);  // the int form stored 1
+  ExpectStoredRoundTrip(std::numeric_limits<double>::quiet_NaN());
+  EXPECT_EQ(LittleEndian(1.5), std::string("\x00\x00\x00\x00\x00\x00\xF8\x3F", 8));
 }
 
 TEST_F(StoredValuesTest, BufferStreamsCheckTheWholeArrayFirst) {

@@ -22,7 +22,6 @@
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_SWAPPER_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_SWAPPER_H_
 
-#include <cfloat>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
