@@ -308,6 +308,10 @@ TEST_F(StoredValuesTest, AStreamOfTheCallersOwnIsServedOneValueAtATime) {
   InternalizeArray(in, back, 3);
   EXPECT_EQ(back, (std::vector<double>{1.5, 2.5, 3.5}));
   EXPECT_EQ(in.requests, (std::vector<unsigned long long>{8, 8, 8}));
+
+  unsigned long long granted = 0;
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { memory.PrepReadSpan(10, 4, granted); }),
+            "unit > 0 && wanted >= unit && wanted % unit == 0");
 }
 
 TEST_F(StoredValuesTest, StoredSizesLayOutARecordExactly) {
