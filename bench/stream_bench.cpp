@@ -1017,7 +1017,8 @@ void WriteDoublesLibrary(benchmark::State& state) {
       KVTSimRpm_File file =
           document.AddFile(KVTString(path.c_str()), KVTSimRpm_Document::AccessWrite);
       KVTSimRpm_BStreamWriteLocator stream(file.Allocate(bytes), bytes, kChunk);
-      for (std::uint64_t i = 0; i < bytes / sizeof(double); ++i)
+      // From a signed count: one instruction, where an unsigned one takes several.
+      for (std::int64_t i = 0; i < static_cast<std::int64_t>(bytes / sizeof(double)); ++i)
         Externalize(stream, static_cast<double>(i));
       stream.Flush();
     }
