@@ -4,16 +4,19 @@
 //
 // 1. Creates two container files in DIR (default: a new temporary
 //    directory): geometry.sim with a pool of named points, and run.sim with
-//    a record that refers to one of those points.
+//    a record that refers to one of those points and holds an array of
+//    temperatures.
 // 2. Closes them.
 // 3. Opens both again, read-only, in a new document, reads the record and
 //    follows its reference into the other file.
 // Exit status 0 when everything read back as it was written, 1 when not,
 // 2 when the library raised an error. Existing files are never overwritten.
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "KVTSimPoolManager.h"
 
@@ -28,6 +31,9 @@ struct Files {
   std::string run;
 };
 
+// The run's results: one temperature per time step.
+std::vector<double> const kTemperatures = {293.15, 294.5, 296.125, 301.4};
+
 // Writes three points through an append stream and returns a locator (a
 // position inside a pool) to the second one.
 KVTSimRpm_Locator WritePoints(KVTSimRpm_File& geometry) {
@@ -41,26 +47,33 @@ KVTSimRpm_Locator WritePoints(KVTSimRpm_File& geometry) {
     if (i == 1)
       second = start + out.Length();
     out.Write(KVTString(names[i]));  // stored as length, bytes, zero padding to 4
-    Externalize(out, i * 10);        // x, stored as 4 little-endian bytes
-    Externalize(out, i * 5);         // y
+    Externalize(out, i * 10.5);      // x, a double: 8 little-endian bytes
+    Externalize(out, i * 5.25);      // y
   }
   out.Flush();  // the destructor flushes too, but cannot report an error
   return second;
 }
 
-// Writes a record {title, steps, point} into space allocated first.
+// Writes a record {title, steps, point, count, temperatures} into space
+// allocated first.
 void WriteRun(KVTSimRpm_File& run, KVTSimRpm_Locator const& point) {
   KVTString const title("wing test");
-  // Stored sizes: a string is 4 + its length rounded up to 4; an int is 4; a
-  // locator is 12.
-  unsigned long long const size = 4 + 12 + 4 + 12;
+  // The record's stored size, from the stored sizes of its parts.
+  unsigned long long const size =
+      KVTSimRpm_BStreamWrite::StoredStringSize(title) + KVTSimRpm_Swapper::StoredSize<int>() +
+      KVTSimRpm_Locator::kStoredSize + KVTSimRpm_Swapper::StoredSize<std::uint32_t>() +
+      kTemperatures.size() * KVTSimRpm_Swapper::StoredSize<double>();
   KVTSimRpm_Locator const record = run.Allocate(size);
+  // The limit makes a miscounted size an error here, not garbage later.
   KVTSimRpm_BStreamWriteLocator out(record, size, 64);
   out.Write(title);
   Externalize(out, 42);
   // A reference is stored as a slot of the writing pool's directory, which
   // lists the pools that existed when that pool was made.
   Externalize(out, point);
+  // An array is stored without its count: the record stores it first.
+  Externalize(out, static_cast<std::uint32_t>(kTemperatures.size()));
+  ExternalizeArray(out, kTemperatures);
   out.Flush();
 }
 
@@ -94,21 +107,28 @@ bool ReadBack(Files const& files) {
   KVTString title;
   int steps = 0;
   KVTSimRpm_Locator point;
+  std::uint32_t count = 0;
+  std::vector<double> temperatures;
   in.Read(title);
   Internalize(in, steps);
   Internalize(in, point);
+  Internalize(in, count);
+  // A damaged count meets the end of the record (the stream's limit), not
+  // an allocation of that size.
+  InternalizeArray(in, temperatures, count);
 
   KVTSimRpm_BStreamReadLocator at(point, 0, 64);  // 0: no length limit
   KVTString name;
-  int x = -1;
-  int y = -1;
+  double x = -1;
+  double y = -1;
   at.Read(name);
   Internalize(at, x);
   Internalize(at, y);
-  std::printf("%s: \"%s\", %d steps, point \"%s\" (%d, %d) from %s\n", files.run.c_str(),
-              title.CStr(), steps, name.CStr(), x, y, files.geometry.c_str());
-  return title == KVTString("wing test") && steps == 42 && name == KVTString("tip") && x == 10 &&
-         y == 5;
+  std::printf("%s: \"%s\", %d steps, point \"%s\" (%g, %g) from %s, %u temperatures\n",
+              files.run.c_str(), title.CStr(), steps, name.CStr(), x, y, files.geometry.c_str(),
+              count);
+  return title == KVTString("wing test") && steps == 42 && name == KVTString("tip") && x == 10.5 &&
+         y == 5.25 && temperatures == kTemperatures;
 }
 
 std::string NewTemporaryDirectory() {

@@ -1,12 +1,13 @@
 // Fuzz harness "streams": the input becomes a pool's data, read back as
-// stored integers, strings and locators.
+// stored integers, strings, locators and arrays of doubles.
 //
 // Input: a 12-byte head of parameters, then the pool data.
 //   0  2  chunk size of the locator streams (little-endian)
 //   2  2  length limit (0: none)
 //   4  2  start of a memory-pool overlay in the data (clamped)
 //   6  2  size of the overlay (clamped to the data)
-//   8  4  program: eight 4-bit operations, repeated
+//   8  4  program: eight 4-bit operations, repeated (the 16 operations are
+//         the cases of Step)
 // The data is read by the same program through a buffer stream (the
 // reference), a locator stream from the pool's start, and a locator stream
 // from the overlay's start that carries the overlay. Wherever the reference
@@ -67,6 +68,16 @@ class CountingStream : public KVTSimRpm_BStreamRead {
   void CheckRead(unsigned long long length) override { inner_.CheckRead(length); }
   std::uint64_t Count() const { return count_; }
 
+ protected:
+  // Arrays through the inner stream's own spans.
+  char const* NextReadSpan(unsigned long long wanted, unsigned int unit,
+                           unsigned long long& granted) override {
+    char const* span = inner_.PrepReadSpan(wanted, unit, granted);
+    KVTSIM_FUZZ_CHECK(granted >= unit && granted <= wanted && granted % unit == 0);
+    count_ += granted;
+    return span;
+  }
+
  private:
   KVTSimRpm_BStreamRead& inner_;
   std::uint64_t count_;
@@ -125,9 +136,14 @@ void Resolve(KVTSimRpm_Locator const& locator) {
   }
 }
 
+// Doubles as their bytes in host order, for comparing bit patterns.
+std::string Doubles(std::vector<double> const& values) {
+  return Bytes(reinterpret_cast<char const*>(values.data()), values.size() * sizeof(double));
+}
+
 // One operation of the program; the value it read, as text.
 std::string Step(KVTSimRpm_BStreamRead& in, unsigned op, unsigned chunk) {
-  switch (op & 7) {
+  switch (op & 15) {
     case 0: {
       int value = 0;
       Internalize(in, value);
@@ -153,6 +169,24 @@ std::string Step(KVTSimRpm_BStreamRead& in, unsigned op, unsigned chunk) {
       return Bytes(in.PrepRead(3), 3);
     case 6:
       return Bytes(in.PrepRead(chunk), chunk);
+    case 8: {  // more than a chunk's worth: several spans
+      std::vector<double> values(chunk / 8 + 3);
+      InternalizeArray(in, values.data(), values.size());
+      return "doubles " + Doubles(values);
+    }
+    case 9: {  // a stored count, possibly huge, then that many values
+      unsigned count = 0;
+      Internalize(in, count);
+      std::vector<double> values;
+      InternalizeArray(in, values, count);
+      KVTSIM_FUZZ_CHECK(values.size() == count);
+      return "counted doubles " + Doubles(values);
+    }
+    case 10: {
+      std::int16_t value = 0;
+      Internalize(in, value);
+      return "short " + std::to_string(value);
+    }
     default:
       in.Read(nullptr, 0);
       return Bytes(in.PrepRead(1), 1);
@@ -179,8 +213,8 @@ void CheckAgree(Transcript const& reference, Transcript const& other, std::uint6
   for (std::size_t i = 0; i < n && reference[i].end <= bound; ++i) {
     bool same = reference[i].size == other[i].size && reference[i].hash == other[i].hash;
     if (!same)
-      std::fprintf(stderr, "step %zu differs: %zu bytes read as %zu bytes\n", i,
-                   reference[i].size, other[i].size);
+      std::fprintf(stderr, "step %zu differs: %zu bytes read as %zu bytes\n", i, reference[i].size,
+                   other[i].size);
     KVTSIM_FUZZ_CHECK(same);
   }
 }

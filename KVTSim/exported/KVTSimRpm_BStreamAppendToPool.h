@@ -10,7 +10,8 @@
 // inside the buffer, to be filled before the next call on the stream; a
 // request larger than the chunk raises KVTSimExcRequestTooBig (request,
 // chunk) after the pending bytes were appended. Writes larger than the
-// buffer's room are appended directly.
+// buffer's room are appended directly. PrepWriteSpan (arrays) hands out the
+// buffer's room, appending its bytes first when less than one unit is left.
 //
 // If anything else allocates in the pool between two appends, the next
 // append raises KVTSimExcBrokenStream and leaves its bytes pending; a flush
@@ -57,6 +58,10 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamAppendToPool : public KVTSimRpm_BStreamWrit
   void Write(char const* data, unsigned int length) override;
   KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override;
   KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
+
+ protected:
+  char* NextWriteSpan(unsigned long long wanted, unsigned int unit,
+                      unsigned long long& granted) override;
 
  private:
   void ExtendAndWrite(char const* data, unsigned int length);

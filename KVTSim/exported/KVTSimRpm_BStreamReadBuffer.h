@@ -37,6 +37,11 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamReadBuffer : public KVTSimRpm_BStreamRead {
   void CheckRead(unsigned long long length) override;
   KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
 
+ protected:
+  // The whole run in one span, checked as PrepRead(wanted).
+  char const* NextReadSpan(unsigned long long wanted, unsigned int unit,
+                           unsigned long long& granted) override;
+
  private:
   char const* mBuffer;
   std::uint64_t mLength;

@@ -9,7 +9,10 @@
 //    it ends first: KVTSimExcRequestTooBig (request, bytes buffered);
 //  - Read of more than a chunk bypasses the buffer; a short delivery there
 //    (the pool ends first) raises nothing and leaves the rest of the
-//    destination as it was.
+//    destination as it was;
+//  - PrepReadSpan (arrays) hands out what the buffer holds, refilling it
+//    when it holds less than one unit; with a limit set, the whole run is
+//    checked against it first.
 // A failed request leaves the position unchanged. Locators read from the
 // stream are decoded against the start locator's pool directory and inherit
 // the start locator's overlay.
@@ -44,6 +47,10 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamReadLocator : public KVTSimRpm_BStreamRead 
   char const* PeekRead(unsigned long long requestedLength) override;
   void CheckRead(unsigned long long length) override;
   KVTSimRpm_MemoryPool* IMPool() const override;
+
+ protected:
+  char const* NextReadSpan(unsigned long long wanted, unsigned int unit,
+                           unsigned long long& granted) override;
 
  private:
   void Refill();

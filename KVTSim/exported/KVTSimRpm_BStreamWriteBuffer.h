@@ -35,6 +35,11 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamWriteBuffer : public KVTSimRpm_BStreamWrite
   KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override;
   KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
 
+ protected:
+  // The whole run in one span, checked as PrepWrite(wanted).
+  char* NextWriteSpan(unsigned long long wanted, unsigned int unit,
+                      unsigned long long& granted) override;
+
  private:
   char* mBuffer;
   std::uint64_t mLength;

@@ -12,7 +12,11 @@
 //    the request, limit); nothing is written;
 //  - a PrepWrite larger than the chunk: KVTSimExcRequestTooBig (request,
 //    chunk), after the pending bytes were flushed;
-//  - Write of more than fits the buffer goes to the pool directly.
+//  - Write of more than fits the buffer goes to the pool directly;
+//  - PrepWriteSpan (arrays) hands out the buffer's room, flushing it first
+//    when it has less than one unit left; with a limit set, the whole run
+//    is checked against it first and nothing is written when it does not
+//    fit.
 // Pool errors (KVTSimExcIOBounds past the pool's data, KVTSimExcWriteReadOnly,
 // KVTSimExcCantDerefLocator) come from the flush that meets them.
 //
@@ -51,6 +55,10 @@ class KVTSIM_EXPORT KVTSimRpm_BStreamWriteLocator : public KVTSimRpm_BStreamWrit
   void Write(char const* data, unsigned int length) override;
   KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override;
   KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
+
+ protected:
+  char* NextWriteSpan(unsigned long long wanted, unsigned int unit,
+                      unsigned long long& granted) override;
 
  private:
   KVTSimRpm_Locator mStart;

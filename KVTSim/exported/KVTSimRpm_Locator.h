@@ -32,6 +32,9 @@ class KVTSimRpm_PoolMap;
 
 class KVTSIM_EXPORT KVTSimRpm_Locator {
  public:
+  // The bytes of a stored locator (ExternalizeImpl).
+  static constexpr unsigned int kStoredSize = 12;
+
   // A null locator: no map, map slot -1, offset 0, no overlay.
   KVTSimRpm_Locator() noexcept;
   KVTSimRpm_Locator(KVTSimRpm_Locator const& that);
@@ -106,10 +109,10 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   // loaded. REQUIRES: the pool is loaded.
   KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& Directory() const;
 
-  // Stores the locator as 12 bytes through s: offset low word, high word,
-  // then the target pool's directory slot in s.SourceDir() (-1 for a null
-  // locator). Raises KVTSimExcCantExternalizeLoc when that directory does not
-  // list the pool.
+  // Stores the locator as kStoredSize (12) bytes through s: offset low
+  // word, high word, then the target pool's directory slot in s.SourceDir()
+  // (-1 for a null locator). Raises KVTSimExcCantExternalizeLoc when that
+  // directory does not list the pool.
   void ExternalizeImpl(KVTSimRpm_BStreamWrite& s) const;
 
   // Reads a stored locator from s, decoding the directory slot against

@@ -1,5 +1,6 @@
 #include "demo_reader.h"
 
+#include <charconv>
 #include <cstdio>
 
 #include "KVTSimRpm_BStreamReadLocator.h"
@@ -18,6 +19,18 @@ int ReadInt(KVTSimRpm_BStreamRead& in) {
   int value = 0;
   Internalize(in, value);
   return value;
+}
+
+double ReadDouble(KVTSimRpm_BStreamRead& in) {
+  double value = 0;
+  Internalize(in, value);
+  return value;
+}
+
+// The shortest text that reads back as value: "10.5", "0", "293.15".
+std::string Number(double value) {
+  char text[32];
+  return std::string(text, std::to_chars(text, text + sizeof text, value).ptr);
 }
 
 std::string ReadString(KVTSimRpm_BStreamRead& in) {
@@ -44,9 +57,10 @@ void DemoReader::PrintNodes(KVTSimRpm_Pool const& pool) const {
   for (int i = 0; i < count; ++i) {
     int const id = ReadInt(in);
     std::string const name = ReadString(in);
-    int const x = ReadInt(in);
-    int const y = ReadInt(in);
-    std::printf("  node %d \"%s\" at (%d, %d)\n", id, name.c_str(), x, y);
+    double const x = ReadDouble(in);
+    double const y = ReadDouble(in);
+    std::printf("  node %d \"%s\" at (%s, %s)\n", id, name.c_str(), Number(x).c_str(),
+                Number(y).c_str());
   }
 }
 
@@ -74,10 +88,11 @@ void DemoReader::PrintStep(KVTSimRpm_Pool const& pool) const {
   std::printf("%s: %s, %d results\n", Where(pool.Start()).c_str(), label.c_str(), count);
   for (int i = 0; i < count; ++i) {
     std::string const quantity = ReadString(in);
-    int const value = ReadInt(in);
+    double const value = ReadDouble(in);
     KVTSimRpm_Locator element;
     Internalize(in, element);  // resolved through the directory to the mesh file's pool
-    std::printf("  %s = %d on %s\n", quantity.c_str(), value, DescribeElement(element).c_str());
+    std::printf("  %s = %s on %s\n", quantity.c_str(), Number(value).c_str(),
+                DescribeElement(element).c_str());
   }
 }
 
@@ -98,9 +113,9 @@ std::string DemoReader::DescribeNode(KVTSimRpm_Locator const& record) {
   KVTSimRpm_BStreamReadLocator in(record, kNoLimit, kChunk);
   ReadInt(in);  // the id
   std::string const name = ReadString(in);
-  int const x = ReadInt(in);
-  int const y = ReadInt(in);
-  return "\"" + name + "\" (" + std::to_string(x) + ", " + std::to_string(y) + ")";
+  double const x = ReadDouble(in);
+  double const y = ReadDouble(in);
+  return "\"" + name + "\" (" + Number(x) + ", " + Number(y) + ")";
 }
 
 std::string DemoReader::Where(KVTSimRpm_Locator const& record) const {

@@ -9,6 +9,7 @@
 #include "hex_dumper.h"
 #include "read_only_document.h"
 #include "tool_error.h"
+#include "typed_dumper.h"
 #include "user_signature.h"
 
 namespace kvtsim_pool {
@@ -36,13 +37,19 @@ CLI::App* DumpCommand::Attach(CLI::App& app) {
       app, "dump", "Dump a pool's data area in hexadecimal and ASCII",
       "Dumps a pool's data area in hexadecimal and ASCII, 16 bytes a line. Offsets are data\n"
       "offsets, counted from the first byte after the pool's header and directory, as\n"
-      "locators count them.");
+      "locators count them. With --as, the bytes are read as stored values of one type\n"
+      "(little-endian; i16 to u64 integers, f32 and f64 IEEE-754) and printed 16 bytes a\n"
+      "line, floating point in the shortest form that reads back exactly; bytes at the end\n"
+      "too few for one value are shown in hexadecimal.");
   sub->add_option("FILE", mFile, "Container file holding the pool")->required();
   sub->add_option("POOL", mPool, "Pool index in FILE (0 is the first) or identifier")->required();
   sub->add_option("--offset", mOffset, "First data offset to dump (default 0)")->check(ByteCount());
   sub->add_option("--length", mLength, "Bytes to dump (default: to the end of the data)")
       ->check(ByteCount())
       ->each([this](std::string const&) { mLengthGiven = true; });
+  sub->add_option("--as", mAs, "Print stored values of TYPE instead of hexadecimal")
+      ->type_name("TYPE")
+      ->check(CLI::IsMember(TypedDumper::Names()));
   return sub;
 }
 
@@ -56,11 +63,21 @@ int DumpCommand::Run() {
                                mPool + " (" + std::to_string(dataLength) + " data bytes)");
   }
   std::uint64_t const rest = dataLength - mOffset;
-  std::uint64_t remaining = mLengthGiven ? std::min(mLength, rest) : rest;
+  std::uint64_t const length = mLengthGiven ? std::min(mLength, rest) : rest;
+  KVTSimRpm_Locator const start = pool.Start() + mOffset;
+  if (mAs.empty()) {
+    HexDumper dumper(stdout, mOffset);
+    Dump(start, length, dumper);
+  } else {
+    TypedDumper dumper(stdout, mOffset, TypedDumper::Named(mAs));
+    Dump(start, length, dumper);
+  }
+  return 0;
+}
 
-  HexDumper dumper(stdout, mOffset);
+template <typename Dumper>
+void DumpCommand::Dump(KVTSimRpm_Locator at, std::uint64_t remaining, Dumper& dumper) const {
   std::vector<char> buffer(kChunk);
-  KVTSimRpm_Locator at = pool.Start() + mOffset;
   while (remaining != 0) {
     std::uint64_t const want = std::min(remaining, kChunk);
     std::uint64_t const got = at.Read(want, buffer.data());
@@ -75,7 +92,6 @@ int DumpCommand::Run() {
     remaining -= got;
   }
   dumper.Finish();
-  return 0;
 }
 
 }  // namespace kvtsim_pool

@@ -2,11 +2,12 @@
 source "$(dirname "$0")/lib.sh"
 
 make_demo
-# The nodes pool starts with the node count (4) and node 1, "inlet".
-expect_status 0 dump "$mesh" 0 --length 32
+# The nodes pool starts with the node count (4) and node 1, "inlet" at (0, 0).
+expect_status 0 dump "$mesh" 0 --length 40
 cat >"$work/expected" <<'TXT'
 00000000: 0400 0000 0100 0000 0500 0000 696e 6c65  ............inle
-00000010: 7400 0000 0000 0000 0000 0000 0200 0000  t...............
+00000010: 7400 0000 0000 0000 0000 0000 0000 0000  t...............
+00000020: 0000 0000 0200 0000                      ........
 TXT
 diff "$work/expected" "$out" || fail "dump of the nodes pool"
 

@@ -75,6 +75,17 @@ void KVTSimRpm_BStreamAppendToPool::Write(char const* data, unsigned int length)
   std::memcpy(PrepWrite(length), data, length);
 }
 
+char* KVTSimRpm_BStreamAppendToPool::NextWriteSpan(unsigned long long wanted, unsigned int unit,
+                                                   unsigned long long& granted) {
+  // As in the locator write stream: PrepWrite(unit) appends the buffer when
+  // not even one unit fits, then the piece grows into the buffer's room.
+  char* span = PrepWrite(unit);
+  std::uint64_t const more = kvtsim_stream::PieceLength(wanted - unit, unit, mChunk - mPending);
+  mPending += more;
+  granted = unit + more;
+  return span;
+}
+
 KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamAppendToPool::SourceDir() const {
   return *mPool.End().Directory().Get();
 }

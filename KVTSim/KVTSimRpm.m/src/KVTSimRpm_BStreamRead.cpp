@@ -7,6 +7,7 @@
 #include "KVTSimExc.h"
 #include "KVTSimRpm_Locator.h"
 #include "KVTSimRpm_Swapper.h"
+#include "KVTSimUttAssert.h"
 
 namespace {
 
@@ -98,6 +99,19 @@ void KVTSimRpm_BStreamRead::Read(KVTString& s) {
   Scratch block;
   Read(block.Reserve(padded + 1), static_cast<unsigned int>(padded));
   s = Text(block, n);
+}
+
+char const* KVTSimRpm_BStreamRead::PrepReadSpan(unsigned long long wanted, unsigned int unit,
+                                                unsigned long long& granted) {
+  KVTSIM_ASSERT(unit > 0 && wanted >= unit && wanted % unit == 0);
+  return NextReadSpan(wanted, unit, granted);
+}
+
+char const* KVTSimRpm_BStreamRead::NextReadSpan(unsigned long long, unsigned int unit,
+                                                unsigned long long& granted) {
+  char const* span = PrepRead(unit);
+  granted = unit;
+  return span;
 }
 
 void Internalize(KVTSimRpm_BStreamRead& s, int& v) {

@@ -52,6 +52,14 @@ void KVTSimRpm_BStreamReadBuffer::Read(char* buffer, unsigned int length) {
   std::memcpy(buffer, PrepRead(length), length);
 }
 
+char const* KVTSimRpm_BStreamReadBuffer::NextReadSpan(unsigned long long wanted, unsigned int,
+                                                      unsigned long long& granted) {
+  // The caller's memory holds the run whole: no pieces, and one check.
+  char const* span = PrepRead(wanted);
+  granted = wanted;
+  return span;
+}
+
 KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamReadBuffer::SourceDir() const {
   return *mDirectory.Get();
 }

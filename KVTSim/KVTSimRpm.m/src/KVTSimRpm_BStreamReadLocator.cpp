@@ -132,6 +132,19 @@ void KVTSimRpm_BStreamReadLocator::Read(char* buffer, unsigned int length) {
   mBase += (mStart + mBase).Read(length - buffered, buffer + buffered);
 }
 
+char const* KVTSimRpm_BStreamReadLocator::NextReadSpan(unsigned long long wanted, unsigned int unit,
+                                                       unsigned long long& granted) {
+  kvtsim_stream::CheckRunLimit(mBase + mBufferPosition, wanted, mLimit, __FILE__, __LINE__);
+  if (unit > mFill - mBufferPosition)
+    Refill();
+  if (unit > mFill - mBufferPosition)
+    RaiseTooBig(unit, mFill, __LINE__);
+  granted = kvtsim_stream::PieceLength(wanted, unit, mFill - mBufferPosition);
+  char const* span = mBuffer + mBufferPosition;
+  mBufferPosition += granted;
+  return span;
+}
+
 KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamReadLocator::SourceDir() const {
   return *mStart.Directory().Get();
 }

@@ -38,6 +38,14 @@ void KVTSimRpm_BStreamWriteBuffer::Write(char const* data, unsigned int length) 
   std::memcpy(PrepWrite(length), data, length);
 }
 
+char* KVTSimRpm_BStreamWriteBuffer::NextWriteSpan(unsigned long long wanted, unsigned int,
+                                                  unsigned long long& granted) {
+  // The caller's memory takes the run whole: no pieces, and one check.
+  char* span = PrepWrite(wanted);
+  granted = wanted;
+  return span;
+}
+
 KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamWriteBuffer::SourceDir() const {
   return *mDirectory.Get();
 }

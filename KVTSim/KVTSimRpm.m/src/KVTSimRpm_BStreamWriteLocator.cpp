@@ -82,6 +82,19 @@ void KVTSimRpm_BStreamWriteLocator::Write(char const* data, unsigned int length)
   mFlushed += length;
 }
 
+char* KVTSimRpm_BStreamWriteLocator::NextWriteSpan(unsigned long long wanted, unsigned int unit,
+                                                   unsigned long long& granted) {
+  kvtsim_stream::CheckRunLimit(mFlushed + mPending, wanted, mLimit, __FILE__, __LINE__);
+  // PrepWrite(unit) does what the piece needs first: the buffer, a flush
+  // when not even one unit fits, the error for a unit larger than the chunk.
+  // The piece then grows by as many units as the buffer's room holds.
+  char* span = PrepWrite(unit);
+  std::uint64_t const more = kvtsim_stream::PieceLength(wanted - unit, unit, mChunk - mPending);
+  mPending += more;
+  granted = unit + more;
+  return span;
+}
+
 KVTSimRpm_PoolDirectoryImpl const& KVTSimRpm_BStreamWriteLocator::SourceDir() const {
   return *mStart.Directory().Get();
 }

@@ -118,14 +118,14 @@ void KVTSimRpm_Locator::ExternalizeImpl(KVTSimRpm_BStreamWrite& s) const {
   // The reference is found before the stream hands out its span: a pool the
   // directory does not list then leaves the stream untouched.
   int reference = mSlot >= 0 ? s.SourceDir().ExternalizeReference(mSlot) : -1;
-  char* p = s.PrepWrite(12);
+  char* p = s.PrepWrite(kStoredSize);
   KVTSimRpm_Swapper::ExternalizeScalar(p + 8, reference);
   KVTSimRpm_Swapper::ExternalizeScalar(p + 4, static_cast<unsigned int>(mOffset >> 32));
   KVTSimRpm_Swapper::ExternalizeScalar(p, static_cast<unsigned int>(mOffset));
 }
 
 void KVTSimRpm_Locator::InternalizeImpl(KVTSimRpm_BStreamRead& s) {
-  char const* p = s.PrepRead(12);
+  char const* p = s.PrepRead(kStoredSize);
   // Copy the span out before the next call on the stream invalidates it.
   unsigned int low = 0;
   unsigned int high = 0;
