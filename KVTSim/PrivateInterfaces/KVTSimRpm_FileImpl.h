@@ -18,6 +18,7 @@
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
 
 #include <cstdint>
+#include <vector>
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
@@ -59,6 +60,11 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   void CreateGenerated(KVTString const& a, KVTString const& b);
   void CreateTemporary(KVTString const& a);
 
+  // As above, but the first pool's directory lists only itself and the map
+  // slots in references (see KVTSimRpm_PoolDirectoryImpl::Init).
+  void OpenWrite(KVTString const& name, std::vector<int> const& references);
+  void CreateGenerated(KVTString const& a, KVTString const& b, std::vector<int> const& references);
+
   // Adds a new empty pool with directory at the end of the file and makes it
   // current; an empty current pool is dropped and replaced first (the file is
   // cut where it began), and a current pool holding data is frozen with its
@@ -72,6 +78,11 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   // Raises the errors of KVTSimRpm_PoolDirectoryImpl::Init before any pool
   // changes.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(char const* uuid);
+
+  // As above with a narrow directory: the new pool and the map slots in
+  // references, each once.
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(char const* uuid,
+                                                std::vector<int> const& references);
 
   // Copies source, byte for byte as stored in its own file, onto the end of
   // this file and makes the copy current. Raises KVTSimExcNewPoolReadOnly on a
@@ -132,7 +143,8 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   using PoolRef = KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl>;
 
   void Load();
-  void CreateFirstPool();
+  // The first pool of a new file; a null references lists every known pool.
+  void CreateFirstPool(std::vector<int> const* references);
   void AddLoadedPool(PoolRef const& pool);
   PoolRef DropEmptyCurrentPool();
   void RestoreDroppedPool(PoolRef const& dropped);

@@ -14,6 +14,8 @@
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 
+#include <vector>
+
 #include "KVTSimExport.h"
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_PoolDirectory.h"
@@ -51,10 +53,24 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // KVTSimExc kinds of a damaged file) leave the document unchanged.
   KVTSimRpm_File AddFile(KVTString const& fileName, AccessMode mode);
 
+  // As AddFile(fileName, mode); with AccessWrite the new file's first pool
+  // lists only itself and the pools in references, as
+  // KVTSimRpm_File::NewPool(uuid, references) does. A non-empty list with
+  // another mode, or a pool that is not loaded in this document, raises
+  // KVTSimExcValidationFailure before the file is opened or emptied.
+  KVTSimRpm_File AddFile(KVTString const& fileName, AccessMode mode,
+                         std::vector<KVTSimRpm_Pool> const& references);
+
   // Creates a new file in directory with a unique name made from stem ("stem",
   // then "stem-1", "stem-2", ...; an existing file is never overwritten),
   // with one new pool.
   KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem);
+
+  // As above with a first pool that lists only itself and the pools in
+  // references. A pool not loaded in this document raises
+  // KVTSimExcValidationFailure before any file is created.
+  KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem,
+                                 std::vector<KVTSimRpm_Pool> const& references);
 
   // Creates a temporary file "kvtsim-XXXXXX" (mode 0600) in directory ("/tmp"
   // when empty), with one new pool; it is removed when the file is closed.

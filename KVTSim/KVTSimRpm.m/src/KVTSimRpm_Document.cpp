@@ -33,9 +33,24 @@ KVTSimRpm_File KVTSimRpm_Document::AddFile(KVTString const& fileName, AccessMode
   return KVTSimRpm_File(Impl().AddFile(fileName, mode));
 }
 
+KVTSimRpm_File KVTSimRpm_Document::AddFile(KVTString const& fileName, AccessMode mode,
+                                           std::vector<KVTSimRpm_Pool> const& references) {
+  KVTSimRpm_DocumentImpl& impl = Impl();
+  if (mode != AccessWrite && !references.empty())
+    RaiseValidationFailure(__LINE__);
+  return KVTSimRpm_File(impl.AddFile(fileName, mode, impl.ReferenceSlots(references)));
+}
+
 KVTSimRpm_File KVTSimRpm_Document::CreateGenerated(KVTString const& directory,
                                                    KVTString const& stem) {
   return KVTSimRpm_File(Impl().CreateGenerated(directory, stem));
+}
+
+KVTSimRpm_File KVTSimRpm_Document::CreateGenerated(KVTString const& directory,
+                                                   KVTString const& stem,
+                                                   std::vector<KVTSimRpm_Pool> const& references) {
+  KVTSimRpm_DocumentImpl& impl = Impl();
+  return KVTSimRpm_File(impl.CreateGenerated(directory, stem, impl.ReferenceSlots(references)));
 }
 
 KVTSimRpm_File KVTSimRpm_Document::CreateTemporary(KVTString const& directory) {

@@ -1,5 +1,6 @@
 #include "KVTSimRpm_File.h"
 
+#include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_FileImpl.h"
 
 KVTSimRpm_File::KVTSimRpm_File(KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> const& impl) : mImpl(impl) {}
@@ -28,6 +29,11 @@ KVTSimRpm_Locator KVTSimRpm_File::Allocate(std::uint64_t n) {
 
 void KVTSimRpm_File::NewPool(char const* uuid) {
   mImpl->NewPool(uuid);
+}
+
+void KVTSimRpm_File::NewPool(char const* uuid, std::vector<KVTSimRpm_Pool> const& references) {
+  KVTSimRpm_FileImpl* file = mImpl.Get();
+  file->NewPool(uuid, file->Document().ReferenceSlots(references));
 }
 
 void KVTSimRpm_File::AppendPool(KVTSimRpm_Pool const& source) {

@@ -40,21 +40,35 @@ void KVTSimRpm_FileImpl::OpenUpdate(KVTString const& name) {
 
 void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name) {
   mOSFile.OpenWrite(name);
-  CreateFirstPool();
+  CreateFirstPool(nullptr);
+}
+
+void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name, std::vector<int> const& references) {
+  mOSFile.OpenWrite(name);
+  CreateFirstPool(&references);
 }
 
 void KVTSimRpm_FileImpl::CreateGenerated(KVTString const& a, KVTString const& b) {
   mOSFile.CreateGenerated(a, b, false);
-  CreateFirstPool();
+  CreateFirstPool(nullptr);
+}
+
+void KVTSimRpm_FileImpl::CreateGenerated(KVTString const& a, KVTString const& b,
+                                         std::vector<int> const& references) {
+  mOSFile.CreateGenerated(a, b, false);
+  CreateFirstPool(&references);
 }
 
 void KVTSimRpm_FileImpl::CreateTemporary(KVTString const& a) {
   mOSFile.CreateTemporary(a);
-  CreateFirstPool();
+  CreateFirstPool(nullptr);
 }
 
-void KVTSimRpm_FileImpl::CreateFirstPool() {
-  NewPool(static_cast<char const*>(nullptr));
+void KVTSimRpm_FileImpl::CreateFirstPool(std::vector<int> const* references) {
+  if (references == nullptr)
+    NewPool(static_cast<char const*>(nullptr));
+  else
+    NewPool(nullptr, *references);
 }
 
 void KVTSimRpm_FileImpl::Load() {
@@ -111,6 +125,13 @@ KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
 KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(char const* uuid) {
   KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> directory = NewDirectory();
   directory->Init(uuid);
+  return NewPool(directory);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
+    char const* uuid, std::vector<int> const& references) {
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> directory = NewDirectory();
+  directory->Init(uuid, references);
   return NewPool(directory);
 }
 
