@@ -10,6 +10,7 @@
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_DOCUMENTIMPL_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_DOCUMENTIMPL_H_
 
+#include <cstdint>
 #include <vector>
 
 #include "KVTBasMem.h"
@@ -43,6 +44,11 @@ class KVTSIM_EXPORT KVTSimRpm_DocumentImpl : public mem_AllocationOperators {
 
   // A new weak handle to the document's pool map.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolMap> Map() const { return mPoolMap; }
+
+  // The read-cache limit that files added or created from now on start with
+  // (see KVTSimRpm_Document::SetReadCacheLimit).
+  std::uint64_t ReadCacheLimit() const noexcept { return mReadCacheLimit; }
+  void SetReadCacheLimit(std::uint64_t bytes) noexcept { mReadCacheLimit = bytes; }
 
   // A free-standing directory with a fresh identifier and a new map slot,
   // returned as its only strong handle. Raises the errors of
@@ -112,6 +118,7 @@ class KVTSIM_EXPORT KVTSimRpm_DocumentImpl : public mem_AllocationOperators {
   KVTSimRpm_StrongRef<KVTSimRpm_PoolMap> mPoolMap;
   cow_List<FileRef> mFileList;
   char mSig[kSigLength];
+  std::uint64_t mReadCacheLimit;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_DOCUMENTIMPL_H_

@@ -8,11 +8,13 @@
 //
 // Raw access (Read, Write) works at absolute file offsets under the file's
 // mutex, and seeks only when the offset differs from where the last transfer
-// left the file. The logical length (FileLength) is where the next pool would
-// begin; the file is never padded out to it.
+// left the file. Reads shorter than a cache block are served by the file's
+// block cache (KVTSimRpm_BlockCache), which writes through this object keep
+// equal to the file. The logical length (FileLength) is where the next pool
+// would begin; the file is never padded out to it.
 //
-// REQUIRES: external synchronization for everything but Read and Write,
-// which lock the file's mutex themselves.
+// REQUIRES: external synchronization for everything but Read, Write and the
+// read cache's limit, which lock what they use themselves.
 
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
@@ -22,6 +24,7 @@
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
+#include "KVTSimRpm_BlockCache.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "KVTSimRpm_PoolImpl.h"
 #include "KVTSimRpm_StrongRef.h"
@@ -126,6 +129,15 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   std::uint64_t Read(std::uint64_t offset, std::uint64_t length, char* buffer);
   void Write(std::uint64_t offset, std::uint64_t length, char const* buffer);
 
+  // The most bytes of file blocks the read cache may hold (0: none, every
+  // read is a system call). Lowering it below what is held releases the
+  // cached blocks. Starts at the document's ReadCacheLimit().
+  void SetReadCacheLimit(std::uint64_t bytes) { mCache.SetLimit(bytes); }
+  std::uint64_t ReadCacheLimit() const { return mCache.Limit(); }
+
+  // The read cache, for its counters.
+  KVTSimRpm_BlockCache const& Cache() const noexcept { return mCache; }
+
   // Raises the logical length to newLength; KVTSimExcAllocReadOnly when that
   // would grow a read-only file. A smaller or equal length changes nothing.
   void Extend(std::uint64_t newLength);
@@ -143,6 +155,11 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   using PoolRef = KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl>;
 
   void Load();
+  // Read without the cache, under the file's mutex.
+  std::uint64_t ReadDirect(std::uint64_t offset, std::uint64_t length, char* buffer);
+  void WriteDirect(std::uint64_t offset, std::uint64_t length, char const* buffer);
+  static std::uint64_t ReadForCache(void* file, std::uint64_t offset, std::uint64_t length,
+                                    char* buffer);
   // The first pool of a new file; a null references lists every known pool.
   void CreateFirstPool(std::vector<int> const* references);
   void AddLoadedPool(PoolRef const& pool);
@@ -159,6 +176,7 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   int mCurrentPoolIndex;
   std::uint64_t mFileLength;
   std::uint64_t mPosition;
+  KVTSimRpm_BlockCache mCache;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_

@@ -2,11 +2,10 @@
 // memo, stored sparsely.
 //
 // Every cell of a Dimension() x Dimension() matrix reads -1 until it is set.
-// Only cells set to another value take memory: they live in an
-// open-addressing hash table keyed by (row, column), kept between a quarter
-// and a half full, so a set cell costs 16 to 64 bytes and rows and columns
-// cost nothing. A document of N pools that each refer to a few others thus
-// pays for the references made, not for N x N cells.
+// Only cells set to another value take memory: they live in a hash index
+// keyed by (row, column) (KVTSimRpm_HashIndex, 16 to 64 bytes a cell), and
+// rows and columns cost nothing. A document of N pools that each refer to a
+// few others thus pays for the references made, not for N x N cells.
 //
 // REQUIRES: external synchronization.
 
@@ -17,6 +16,7 @@
 #include <cstdint>
 
 #include "KVTSimExport.h"
+#include "KVTSimRpm_HashIndex.h"
 
 class KVTSIM_EXPORT KVTSimRpm_Matrix {
  public:
@@ -29,14 +29,14 @@ class KVTSIM_EXPORT KVTSimRpm_Matrix {
   int Dimension() const noexcept { return mDimension; }
 
   // Number of cells holding a value other than -1.
-  std::size_t SetCells() const noexcept { return mCount; }
+  std::size_t SetCells() const noexcept { return mCells.Size(); }
 
-  // Bytes of the hash table (0 while no cell is set).
-  std::size_t AllocatedBytes() const noexcept { return mCapacity * sizeof(Cell); }
+  // Bytes held for the set cells.
+  std::size_t AllocatedBytes() const noexcept { return mCells.AllocatedBytes(); }
 
   // The cell's value, -1 when never set.
   // REQUIRES: 0 <= row, column < Dimension() (not checked).
-  int Item(int row, int column) const noexcept;
+  int Item(int row, int column) const noexcept { return mCells.Find(KeyOf(row, column), -1); }
 
   // Sets the cell; -1 forgets it. Raises KVTBasMemoryExhausted when the
   // table cannot grow, leaving the matrix unchanged.
@@ -57,25 +57,13 @@ class KVTSIM_EXPORT KVTSimRpm_Matrix {
   void Swap(KVTSimRpm_Matrix& other) noexcept;
 
  private:
-  struct Cell {
-    std::uint64_t key;  // row in the high word, column in the low; kEmpty when free
-    int value;
-  };
-  static constexpr std::uint64_t kEmpty = ~std::uint64_t{0};
-
   static std::uint64_t KeyOf(int row, int column) noexcept {
     return static_cast<std::uint64_t>(static_cast<std::uint32_t>(row)) << 32 |
            static_cast<std::uint32_t>(column);
   }
-  std::size_t Home(std::uint64_t key) const noexcept;
-  std::size_t Find(std::uint64_t key) const noexcept;  // the key's cell or a free one
-  void Rehash(std::size_t capacity);
-  void Erase(std::size_t at) noexcept;
 
   int mDimension;
-  std::size_t mCount;
-  std::size_t mCapacity;  // 0 or a power of two
-  Cell* mCells;
+  KVTSimRpm_HashIndex mCells;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_MATRIX_H_

@@ -14,6 +14,7 @@
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 
+#include <cstdint>
 #include <vector>
 
 #include "KVTSimExport.h"
@@ -79,6 +80,20 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // A free-standing directory with a fresh identifier, for serialising
   // references in the caller's memory.
   KVTSimRpm_PoolDirectory NewDirectory();
+
+  // Each file keeps a cache of its blocks (4096 bytes each) for reads
+  // shorter than a block, such as following stored locators: such a read
+  // costs a memory copy once its block is held, not a system call. This is
+  // the most bytes of blocks that each file added or created from now on may
+  // hold (files already in the document keep theirs; see
+  // KVTSimRpm_File::SetReadCacheLimit); memory is taken only as blocks are
+  // first read. 0 turns the cache off: every read is a system call.
+  // Writes through the document keep cached blocks equal to the file; a
+  // change made to the file by anyone else is not seen in blocks already
+  // held (see docs/reliability.md).
+  static constexpr std::uint64_t kDefaultReadCacheLimit = 32ull << 20;
+  void SetReadCacheLimit(std::uint64_t bytes);
+  std::uint64_t ReadCacheLimit() const;
 
   // Writes the current pool header of every open file and makes the data durable.
   void Flush();

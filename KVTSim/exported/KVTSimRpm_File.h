@@ -68,6 +68,13 @@ class KVTSIM_EXPORT KVTSimRpm_File {
   // Writes the current pool header back and makes the file's data durable.
   void Flush();
 
+  // The most bytes of this file's blocks its read cache may hold (see
+  // KVTSimRpm_Document::SetReadCacheLimit); 0 turns it off. Lowering the
+  // limit below what is held releases the cached blocks. May be called while
+  // other threads read through locators into this file.
+  void SetReadCacheLimit(std::uint64_t bytes);
+  std::uint64_t ReadCacheLimit() const;
+
  private:
   friend class KVTSimRpm_Document;
   explicit KVTSimRpm_File(KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> const& impl);

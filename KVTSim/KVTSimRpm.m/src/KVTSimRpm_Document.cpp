@@ -61,6 +61,14 @@ KVTSimRpm_PoolDirectory KVTSimRpm_Document::NewDirectory() {
   return KVTSimRpm_PoolDirectory(Impl().NewDirectory());
 }
 
+void KVTSimRpm_Document::SetReadCacheLimit(std::uint64_t bytes) {
+  Impl().SetReadCacheLimit(bytes);
+}
+
+std::uint64_t KVTSimRpm_Document::ReadCacheLimit() const {
+  return Impl().ReadCacheLimit();
+}
+
 void KVTSimRpm_Document::Flush() {
   Impl().Flush();
 }

@@ -19,7 +19,8 @@ template <typename Kind>
 
 }  // namespace
 
-KVTSimRpm_DocumentImpl::KVTSimRpm_DocumentImpl(char const* sig) : mPoolMap(new KVTSimRpm_PoolMap) {
+KVTSimRpm_DocumentImpl::KVTSimRpm_DocumentImpl(char const* sig)
+    : mPoolMap(new KVTSimRpm_PoolMap), mReadCacheLimit(KVTSimRpm_Document::kDefaultReadCacheLimit) {
   std::memcpy(mSig, sig, kSigLength);
 }
 

@@ -59,3 +59,11 @@ KVTSimRpm_Pool const KVTSimRpm_File::Pool(unsigned int index) const {
 void KVTSimRpm_File::Flush() {
   mImpl->Flush();
 }
+
+void KVTSimRpm_File::SetReadCacheLimit(std::uint64_t bytes) {
+  mImpl->SetReadCacheLimit(bytes);
+}
+
+std::uint64_t KVTSimRpm_File::ReadCacheLimit() const {
+  return mImpl->ReadCacheLimit();
+}
