@@ -75,14 +75,14 @@ TEST_F(ReadCacheTest, SmallReadsMatchTheFileWhileBlocksComeAndGo) {
   std::mt19937 random(2);
   for (int i = 0; i < 20000; ++i) {
     // Mostly near a few places (hits), some anywhere, some past the end.
-    std::uint64_t offset = i % 4 == 0 ? random() % (data.size() + 3 * kBlock)
-                                      : (random() % 4) * 200000 + random() % 6000;
+    std::uint64_t offset = i % 10 == 0 ? random() % (data.size() + 3 * kBlock)
+                                       : (random() % 4) * 200000 + random() % 6000;
     std::uint64_t length = 1 + random() % (kBlock - 1);
     std::string expected = offset < data.size() ? data.substr(offset, length) : std::string();
     ASSERT_EQ(ReadAt(start + offset, length), expected) << offset << " " << length;
   }
   KVTSimRpm_BlockCache::Counters counts = CountsOf(file);
-  EXPECT_GT(counts.hits, counts.misses);
+  EXPECT_LT(counts.misses, 20000u / 2) << "most reads are served from held blocks";
   EXPECT_LE(counts.blocks, 16u);
 
   // A lower limit releases what is held; 0 sends every read to the file.
@@ -106,8 +106,7 @@ TEST_F(ReadCacheTest, WritesThroughTheDocumentReachCachedBlocks) {
   };
   for (std::uint64_t offset = 0; offset < data.size(); offset += 3000)
     expectSame(offset, 2000);
-  std::uint64_t const held = CountsOf(file).blocks;
-  EXPECT_GT(held, 10u);
+  EXPECT_GT(CountsOf(file).blocks, 10u);
 
   // Small writes inside one block, one across two blocks, one over many.
   std::mt19937 random(4);
@@ -126,28 +125,33 @@ TEST_F(ReadCacheTest, WritesThroughTheDocumentReachCachedBlocks) {
   data += more;
   for (std::uint64_t offset = data.size() - 9000; offset < data.size(); offset += 700)
     expectSame(offset, 3000);
-  EXPECT_GE(CountsOf(file).hits, held);
 }
 
+// Both ways of keeping blocks: the whole file (it fits the default limit; a
+// miss fills 64 KiB) and a few reused blocks.
 TEST_F(ReadCacheTest, AFileCutUnderneathNeverCrashesTheReader) {
-  std::string const data = Pattern(64 * 1024, 6);
-  WriteFile(data);
-  Doc document("USR1");
-  KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
-  KVTSimRpm_Locator start = file.Pool().Start();
-  ASSERT_EQ(ReadAt(start + 1000, 100), data.substr(1000, 100));
-  ASSERT_EQ(ReadAt(start + 50000, 100), data.substr(50000, 100));
+  std::string const data = Pattern(1 << 20, 6);
+  for (std::uint64_t limit : {Doc::kDefaultReadCacheLimit, 8 * kBlock}) {
+    SCOPED_TRACE(limit);
+    WriteFile(data);
+    Doc document("USR1");
+    document.SetReadCacheLimit(limit);
+    KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+    KVTSimRpm_Locator start = file.Pool().Start();
+    ASSERT_EQ(ReadAt(start + 1000, 100), data.substr(1000, 100));
+    ASSERT_EQ(ReadAt(start + 500000, 100), data.substr(500000, 100));
 
-  kvtsim_test::Shrink(Path(), kHeader + 20000);
-  // A block held from before still holds the bytes the file delivered then.
-  EXPECT_EQ(ReadAt(start + 50000, 100), data.substr(50000, 100));
-  EXPECT_EQ(ReadAt(start + 1000, 100), Direct(Path(), 1000, 100));
-  // Blocks not held are read now: short across the new end, empty past it.
-  EXPECT_EQ(ReadAt(start + 19950, 100), Direct(Path(), 19950, 100));
-  EXPECT_EQ(ReadAt(start + 19950, 100).size(), 50u);
-  EXPECT_EQ(ReadAt(start + 30000, 100), "");
-  // The short block showed the cut: blocks past the new end are forgotten,
-  // and from then on every read agrees with a direct one.
-  for (std::uint64_t offset = 0; offset < data.size(); offset += 1500)
-    ASSERT_EQ(ReadAt(start + offset, 200), Direct(Path(), offset, 200)) << offset;
+    kvtsim_test::Shrink(Path(), kHeader + 200000);
+    // A block held from before still holds the bytes the file delivered then.
+    EXPECT_EQ(ReadAt(start + 500000, 100), data.substr(500000, 100));
+    EXPECT_EQ(ReadAt(start + 1000, 100), Direct(Path(), 1000, 100));
+    // Blocks not held are read now: short across the new end, empty past it.
+    EXPECT_EQ(ReadAt(start + 199950, 100), Direct(Path(), 199950, 100));
+    EXPECT_EQ(ReadAt(start + 199950, 100).size(), 50u);
+    EXPECT_EQ(ReadAt(start + 300000, 100), "");
+    // The short block showed the cut: nothing past the new end is served
+    // from memory, and from then on every read agrees with a direct one.
+    for (std::uint64_t offset = 0; offset < data.size(); offset += 15000)
+      ASSERT_EQ(ReadAt(start + offset, 200), Direct(Path(), offset, 200)) << offset;
+  }
 }

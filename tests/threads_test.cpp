@@ -118,10 +118,14 @@ TEST_F(ThreadsTest, ConcurrentTransfersThroughDifferentPoolsLandWhereTheyBelong)
   ExpectLastRoundOnDisk();
 }
 
-// Random small reads by several threads through a cache far smaller than the
-// file, so that blocks are fetched and reused under each other's feet; one
-// thread changes the limit meanwhile.
-TEST_F(ThreadsTest, ConcurrentReadersShareTheReadCache) {
+// Random small reads by several threads through the read cache, kept whole
+// (the file fits the default limit; filled blocks are read without a lock)
+// and kept as a few blocks far fewer than the file's, so that blocks are
+// fetched and reused under each other's feet.
+class ConcurrentReadersTest : public ThreadsTest,
+                              public testing::WithParamInterface<std::uint64_t> {};
+
+TEST_P(ConcurrentReadersTest, ShareTheReadCache) {
   constexpr std::size_t kData = 1 << 20;
   constexpr int kReaders = 4;
   std::string data(kData, '\0');
@@ -135,7 +139,7 @@ TEST_F(ThreadsTest, ConcurrentReadersShareTheReadCache) {
     writer.Close();
   }
   Doc document("USR1");
-  document.SetReadCacheLimit(32 * 4096);
+  document.SetReadCacheLimit(GetParam());
   KVTSimRpm_File file = document.AddFile(dir_.Name("r.sim"), Doc::AccessRead);
   std::vector<std::vector<std::pair<KVTSimRpm_Locator, std::size_t>>> reads(kReaders);
   for (auto& mine : reads) {
@@ -156,11 +160,10 @@ TEST_F(ThreadsTest, ConcurrentReadersShareTheReadCache) {
       }
     });
   }
-  threads.emplace_back([&file] {
-    for (std::uint64_t limit : {8 * 4096, 0, 64 * 4096, 16 * 4096})
-      file.SetReadCacheLimit(limit);
-  });
   for (std::thread& thread : threads)
     thread.join();
   EXPECT_EQ(mismatches.load(), 0);
 }
+
+INSTANTIATE_TEST_SUITE_P(Limits, ConcurrentReadersTest,
+                         testing::Values(KVTSimRpm_Document::kDefaultReadCacheLimit, 32 * 4096));

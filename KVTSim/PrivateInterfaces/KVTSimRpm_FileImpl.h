@@ -13,8 +13,8 @@
 // equal to the file. The logical length (FileLength) is where the next pool
 // would begin; the file is never padded out to it.
 //
-// REQUIRES: external synchronization for everything but Read, Write and the
-// read cache's limit, which lock what they use themselves.
+// REQUIRES: external synchronization for everything but Read and Write,
+// which lock what they use themselves.
 
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_

@@ -70,8 +70,7 @@ class KVTSIM_EXPORT KVTSimRpm_File {
 
   // The most bytes of this file's blocks its read cache may hold (see
   // KVTSimRpm_Document::SetReadCacheLimit); 0 turns it off. Lowering the
-  // limit below what is held releases the cached blocks. May be called while
-  // other threads read through locators into this file.
+  // limit below what is held releases the cached blocks.
   void SetReadCacheLimit(std::uint64_t bytes);
   std::uint64_t ReadCacheLimit() const;
 

@@ -39,7 +39,7 @@ void KVTSimRpm_FileImpl::OpenRead(KVTString const& name) {
   Load();
   // Loading reads each header once: it goes straight to the file. Later
   // reads of the data may be served from memory.
-  mCache.Reset(size);
+  mCache.Reset(size, true);
 }
 
 void KVTSimRpm_FileImpl::OpenUpdate(KVTString const& name) {
@@ -47,7 +47,7 @@ void KVTSimRpm_FileImpl::OpenUpdate(KVTString const& name) {
   mFileLength = mOSFile.FileSize();
   std::uint64_t const size = mFileLength;
   Load();
-  mCache.Reset(size);
+  mCache.Reset(size, false);
 }
 
 void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name) {
@@ -244,7 +244,7 @@ void KVTSimRpm_FileImpl::Close() {
   mOSFile.Flush();
   DetachPools();
   // Nothing of a closed file is served any more.
-  mCache.Reset(0);
+  mCache.Reset(0, false);
   mOSFile.Close();
 }
 
