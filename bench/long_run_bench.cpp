@@ -27,7 +27,11 @@
 //                 with the read cache holding the pool / with the cache off
 //                 (one pread(2) per read, the path before the cache).
 //                 Each repetition starts with an empty cache; the page cache
-//                 is warm.
+//                 is warm. follow/memory: the same offsets, each a 64-byte
+//                 memcpy from the pool's bytes held in memory (what memory
+//                 alone costs). follow_hot: references into the first 1 MiB
+//                 only, which stays in the processor's caches: the library's
+//                 own cost per reference.
 //
 // Every file lives in a fresh directory under $TMPDIR (or /tmp), removed at
 // the end. KVTSIM_BENCH_CLOCK=cpu times with the CPU clock. Step counts: --steps=LIST or
@@ -57,6 +61,7 @@
 #include <vector>
 
 #include "KVTBasException.h"
+#include "KVTBasMem.h"
 #include "KVTSimRpm_BStreamAppendToPool.h"
 #include "KVTSimRpm_BStreamReadLocator.h"
 #include "KVTSimRpm_Document.h"
@@ -444,8 +449,23 @@ void OpenRss(benchmark::State& state, int steps, char const* side) {
 
 struct FollowFiles {
   std::string big;
-  std::string refs;
+  std::string refs;     // anywhere in the pool
+  std::string hotRefs;  // in its first 1 MiB, which stays in the processor's caches
 };
+
+constexpr std::uint64_t kHotRange = 1 << 20;
+
+// A file whose one pool holds kReferences stored locators to random offsets
+// of the first range bytes of big.
+void WriteReferences(Doc& document, KVTSimRpm_Pool const& big, std::string const& path,
+                     std::uint64_t range, unsigned seed) {
+  KVTSimRpm_File file = document.AddFile(KVTString(path.c_str()), Doc::AccessWrite, {big});
+  KVTSimRpm_BStreamAppendToPool out(file.Pool(), 1 << 16);
+  std::mt19937_64 random(seed);
+  for (int i = 0; i < kReferences; ++i)
+    Externalize(out, big.Start() + random() % (range - kReadLength));
+  out.Flush();
+}
 
 FollowFiles const& Follow() {
   static FollowFiles files;
@@ -466,29 +486,23 @@ FollowFiles const& Follow() {
     }
     out.Flush();
   }
-  KVTSimRpm_File refsFile =
-      document.AddFile(KVTString(refs.c_str()), Doc::AccessWrite, {bigFile.Pool()});
-  {
-    KVTSimRpm_BStreamAppendToPool out(refsFile.Pool(), 1 << 16);
-    KVTSimRpm_Locator const start = bigFile.Pool().Start();
-    std::mt19937_64 random(2);
-    for (int i = 0; i < kReferences; ++i)
-      Externalize(out, start + random() % (kBigPool - kReadLength));
-    out.Flush();
-  }
+  WriteReferences(document, bigFile.Pool(), refs, kBigPool, 2);
+  WriteReferences(document, bigFile.Pool(), PathOf("refs-hot.sim"), kHotRange, 3);
   document.Close();
   files.big = big;
   files.refs = refs;
+  files.hotRefs = PathOf("refs-hot.sim");
   return files;
 }
 
 // Follows every stored reference; returns the per-reference time of each
 // batch, in nanoseconds.
-std::vector<double> FollowAll(FollowFiles const& files, std::uint64_t cacheLimit) {
+std::vector<double> FollowAll(std::string const& big, std::string const& references,
+                              std::uint64_t cacheLimit) {
   Doc document(kSig);
   document.SetReadCacheLimit(cacheLimit);
-  document.AddFile(KVTString(files.big.c_str()), Doc::AccessRead);
-  KVTSimRpm_Pool refs = document.AddFile(KVTString(files.refs.c_str()), Doc::AccessRead).Pool();
+  document.AddFile(KVTString(big.c_str()), Doc::AccessRead);
+  KVTSimRpm_Pool refs = document.AddFile(KVTString(references.c_str()), Doc::AccessRead).Pool();
   KVTSimRpm_BStreamReadLocator in(refs.Start(), refs.Length(), 1 << 16);
   std::vector<double> batches;
   char bytes[kReadLength];
@@ -507,13 +521,14 @@ std::vector<double> FollowAll(FollowFiles const& files, std::uint64_t cacheLimit
   return batches;
 }
 
-void FollowReferences(benchmark::State& state, std::uint64_t cacheLimit) {
+void FollowReferences(benchmark::State& state, std::uint64_t cacheLimit, bool hot) {
   Guarded(state, [&] {
     FollowFiles const& files = Follow();
+    std::string const& references = hot ? files.hotRefs : files.refs;
     WarmFile(files.big);
-    WarmFile(files.refs);
+    WarmFile(references);
     for (auto _ : state) {
-      std::vector<double> batches = FollowAll(files, cacheLimit);
+      std::vector<double> batches = FollowAll(files.big, references, cacheLimit);
       double total = 0;
       for (double ns : batches)
         total += ns * kBatch;
@@ -521,6 +536,54 @@ void FollowReferences(benchmark::State& state, std::uint64_t cacheLimit) {
       std::sort(batches.begin(), batches.end());
       state.counters["median_ns"] = batches[batches.size() / 2];
       state.counters["mean_ns"] = total / kReferences;
+    }
+  });
+}
+
+// The same offsets followed in memory: the 256 MiB pool copied into a block
+// of memory (with the same huge-page advice the cache takes) and each
+// reference a 64-byte copy from it. What memory alone costs on this machine.
+void FollowInMemory(benchmark::State& state) {
+  Guarded(state, [&] {
+    FollowFiles const& files = Follow();
+    std::vector<std::uint64_t> offsets;
+    offsets.reserve(kReferences);
+    char* pool = static_cast<char*>(mem_Malloc(kBigPool));
+    std::unique_ptr<char, void (*)(void*)> owner(pool, mem_Free);
+    mem_AdviseRandomAccess(pool, kBigPool);
+    {
+      Doc document(kSig);
+      KVTSimRpm_Pool big = document.AddFile(KVTString(files.big.c_str()), Doc::AccessRead).Pool();
+      Check(big.Start().Read(kBigPool, pool) == kBigPool, "short pool");
+      KVTSimRpm_Pool refs = document.AddFile(KVTString(files.refs.c_str()), Doc::AccessRead).Pool();
+      KVTSimRpm_BStreamReadLocator in(refs.Start(), refs.Length(), 1 << 16);
+      for (int i = 0; i < kReferences; ++i) {
+        KVTSimRpm_Locator at;
+        Internalize(in, at);
+        offsets.push_back(at.Offset());
+      }
+    }
+    for (auto _ : state) {
+      std::vector<double> batches;
+      char bytes[kReadLength];
+      unsigned sink = 0;
+      double total = 0;
+      for (int done = 0; done < kReferences; done += kBatch) {
+        double start = Now();
+        for (int i = done; i < done + kBatch; ++i) {
+          std::memcpy(bytes, pool + offsets[static_cast<std::size_t>(i)], kReadLength);
+          benchmark::DoNotOptimize(bytes);
+          sink += static_cast<unsigned char>(bytes[0]);
+        }
+        double seconds = Seconds(start);
+        total += seconds;
+        batches.push_back(seconds * 1e9 / kBatch);
+      }
+      benchmark::DoNotOptimize(sink);
+      state.SetIterationTime(total);
+      std::sort(batches.begin(), batches.end());
+      state.counters["median_ns"] = batches[batches.size() / 2];
+      state.counters["mean_ns"] = total * 1e9 / kReferences;
     }
   });
 }
@@ -595,8 +658,10 @@ void RegisterAll() {
     Register("2_open_rss/" + n + "/library", OpenRss, steps, "library");
     Register("2_open_rss/" + n + "/baseline", OpenRss, steps, "baseline");
   }
-  Register("3_follow/library", FollowReferences, kFollowCache);
-  Register("3_follow/today", FollowReferences, std::uint64_t{0});
+  Register("3_follow/library", FollowReferences, kFollowCache, false);
+  Register("3_follow/today", FollowReferences, std::uint64_t{0}, false);
+  Register("3_follow_hot/library", FollowReferences, kFollowCache, true);
+  Register("3_follow/memory", FollowInMemory);
 }
 
 }  // namespace
