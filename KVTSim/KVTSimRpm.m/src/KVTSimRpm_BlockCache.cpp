@@ -55,6 +55,10 @@ void KVTSimRpm_BlockCache::Reset(std::uint64_t size, bool fixed) {
 
 std::uint64_t KVTSimRpm_BlockCache::Read(std::uint64_t offset, std::uint64_t length, char* buffer) {
   KVTSIM_ASSERT(length < kBlockSize);
+  // Nothing to hold (a disabled cache, a file while its chain loads, a read
+  // past the known end): straight to the file, without the lock.
+  if (mLimit < kBlockSize || offset >= mKnownSize.load(std::memory_order_relaxed))
+    return mRead(mSource, offset, length, buffer);
   return mWholeFile ? ReadWhole(offset, length, buffer) : ReadFrames(offset, length, buffer);
 }
 
