@@ -1,5 +1,8 @@
 #include "KVTBasMem.h"
 
+#include <sys/mman.h>
+
+#include <cstdint>
 #include <cstdlib>
 
 #include "KVTBasMemoryExhausted.h"
@@ -35,6 +38,19 @@ void* mem_Realloc(void* p, std::size_t n) {
 
 void mem_Free(void* p) noexcept {
   std::free(p);
+}
+
+void mem_AdviseRandomAccess(void* p, std::size_t n) noexcept {
+  constexpr std::uintptr_t kHugePage = std::uintptr_t{2} << 20;
+  std::uintptr_t const begin = reinterpret_cast<std::uintptr_t>(p);
+  std::uintptr_t const first = (begin + kHugePage - 1) & ~(kHugePage - 1);
+  std::uintptr_t const end = (begin + n) & ~(kHugePage - 1);
+  // Only whole huge pages inside the block: its neighbours are not ours.
+  if (first < end) {
+    // Advice only: a kernel without transparent huge pages refuses it, and
+    // the memory is as usable as before.
+    (void)::madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+  }
 }
 
 void* mem_OperatorNewThrow(std::size_t n) {

@@ -23,6 +23,14 @@ KVTSIM_EXPORT void* mem_Realloc(void* p, std::size_t n);
 // Releases storage from any allocating call of this header. Null is ignored.
 KVTSIM_EXPORT void mem_Free(void* p) noexcept;
 
+// A hint that the n bytes at p, from mem_Malloc, will be touched at random
+// over a long time: the system may back the whole 2 MiB pages inside the
+// range with huge pages, so that random reads miss the address translation
+// caches less often. A page is then taken whole at its first touch. The
+// range keeps its contents and stays valid as allocated; a system that does
+// not take the hint ignores it (it is not an error).
+KVTSIM_EXPORT void mem_AdviseRandomAccess(void* p, std::size_t n) noexcept;
+
 // The operator-new of mem_AllocationOperators.
 KVTSIM_EXPORT void* mem_OperatorNewThrow(std::size_t n);
 

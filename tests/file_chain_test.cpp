@@ -4,12 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <string>
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_PoolImpl.h"
+#include "KVTSimRpm_PoolMap.h"
 #include "KVTSimUttOSError.h"
 #include "KVTSimUttSysCalls.h"
 #include "kvtsim_test_util.h"
@@ -288,4 +290,29 @@ TEST_F(FileChainTest, HandlesOfAClosedFileRaiseInsteadOfReachingFreedMemory) {
   EXPECT_TRUE(kvtsim_test::FailsCheck([&] { pool.Length(); }));
   EXPECT_EQ(start.GetGUID().GetLengthInByte(), 32u) << "map slots outlive their pools";
   EXPECT_THROW(document.Close(file), KVTSimExcCantGetFile);
+}
+
+// One pool naming more pools than an N x N table of ints could address
+// (46,340): the loader gives each a map slot, and the reference memo, empty
+// until something is stored, takes nothing.
+TEST_F(FileChainTest, ADirectoryNamingFiftyThousandPoolsLoads) {
+  constexpr std::uint32_t kEntries = 50000;
+  std::string bytes = std::string("\x89SIM\r\n\x1a\n\x06", 9) + std::string(7, '\0') + "USR1" +
+                      std::string(16, '0') + kvtsim_test::U32(2) + kvtsim_test::U32(0) +
+                      kvtsim_test::U32(kEntries);
+  char id[33];
+  for (std::uint32_t i = 0; i < kEntries; ++i) {
+    std::snprintf(id, sizeof id, "%032u", i + 1);
+    bytes.append(id, 32);
+  }
+  kvtsim_test::WriteBytes(dir_.File("wide.sim"), bytes);
+  Doc document("USR1");
+  KVTSimRpm_File file = document.AddFile(dir_.Name("wide.sim"), Doc::AccessRead);
+  KVTSimRpm_PoolDirectoryImpl const& directory = *Impl(file.Pool()).Directory();
+  ASSERT_EQ(directory.Length(), static_cast<int>(kEntries));
+  KVTSimRpm_PoolMap const& map = *directory.Map().Get();
+  EXPECT_EQ(map.Length(), static_cast<int>(kEntries));
+  EXPECT_EQ(std::string(map.UUID(directory.InternalizeReference(49999)), 32), std::string(id, 32));
+  EXPECT_EQ(map.Matrix().AllocatedBytes(), 0u);
+  EXPECT_EQ(directory.ExternalizeReference(directory.InternalizeReference(49999)), 49999);
 }

@@ -1,13 +1,15 @@
 // Several threads read and write byte ranges of one file through locators
-// into different pools at once. Only the byte transfers of a file are safe
-// across threads (its mutex serialises each seek and transfer); every other
-// object is used by one thread, so each thread gets its locators before the
-// threads start.
+// into different pools at once, and read one read-only file through its
+// block cache at once. Only the byte transfers of a file are safe across
+// threads (its mutex serialises each seek and transfer, the cache's lock each
+// cache access); every other object is used by one thread, so each thread
+// gets its locators before the threads start.
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <cstdint>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -115,3 +117,53 @@ TEST_F(ThreadsTest, ConcurrentTransfersThroughDifferentPoolsLandWhereTheyBelong)
   document.Close();
   ExpectLastRoundOnDisk();
 }
+
+// Random small reads by several threads through the read cache, kept whole
+// (the file fits the default limit; filled blocks are read without a lock)
+// and kept as a few blocks far fewer than the file's, so that blocks are
+// fetched and reused under each other's feet.
+class ConcurrentReadersTest : public ThreadsTest,
+                              public testing::WithParamInterface<std::uint64_t> {};
+
+TEST_P(ConcurrentReadersTest, ShareTheReadCache) {
+  constexpr std::size_t kData = 1 << 20;
+  constexpr int kReaders = 4;
+  std::string data(kData, '\0');
+  std::mt19937 random(9);
+  for (char& c : data)
+    c = static_cast<char>(random());
+  {
+    Doc writer("USR1");
+    KVTSimRpm_File file = writer.AddFile(dir_.Name("r.sim"), Doc::AccessWrite);
+    file.Allocate(kData).Write(kData, data.data());
+    writer.Close();
+  }
+  Doc document("USR1");
+  document.SetReadCacheLimit(GetParam());
+  KVTSimRpm_File file = document.AddFile(dir_.Name("r.sim"), Doc::AccessRead);
+  std::vector<std::vector<std::pair<KVTSimRpm_Locator, std::size_t>>> reads(kReaders);
+  for (auto& mine : reads) {
+    for (int i = 0; i < 3000; ++i) {
+      std::size_t offset = random() % (kData - 200);
+      mine.emplace_back(file.Pool().Start() + offset, offset);
+    }
+  }
+  std::atomic<int> mismatches{0};
+  std::vector<std::thread> threads;
+  for (auto const& mine : reads) {
+    threads.emplace_back([&data, &mismatches, &mine] {
+      char back[200];
+      for (auto const& [at, offset] : mine) {
+        if (at.Read(sizeof back, back) != sizeof back ||
+            std::string(back, sizeof back) != data.substr(offset, sizeof back))
+          ++mismatches;
+      }
+    });
+  }
+  for (std::thread& thread : threads)
+    thread.join();
+  EXPECT_EQ(mismatches.load(), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Limits, ConcurrentReadersTest,
+                         testing::Values(KVTSimRpm_Document::kDefaultReadCacheLimit, 32 * 4096));

@@ -10,10 +10,14 @@
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_DOCUMENTIMPL_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_DOCUMENTIMPL_H_
 
+#include <cstdint>
+#include <vector>
+
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_FileImpl.h"
+#include "KVTSimRpm_Pool.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimRpm_PoolMap.h"
@@ -42,6 +46,11 @@ class KVTSIM_EXPORT KVTSimRpm_DocumentImpl : public mem_AllocationOperators {
   // A new weak handle to the document's pool map.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolMap> Map() const { return mPoolMap; }
 
+  // The read-cache limit that files added or created from now on start with
+  // (see KVTSimRpm_Document::SetReadCacheLimit).
+  std::uint64_t ReadCacheLimit() const noexcept { return mReadCacheLimit; }
+  void SetReadCacheLimit(std::uint64_t bytes) noexcept { mReadCacheLimit = bytes; }
+
   // A free-standing directory with a fresh identifier and a new map slot,
   // returned as its only strong handle. Raises the errors of
   // KVTSimRpm_PoolDirectoryImpl::Init.
@@ -56,10 +65,27 @@ class KVTSIM_EXPORT KVTSimRpm_DocumentImpl : public mem_AllocationOperators {
   KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> AddFile(KVTString const& name,
                                                 KVTSimRpm_Document::AccessMode mode);
 
+  // As above; with AccessWrite the first pool's directory lists only itself
+  // and the map slots in references. A non-empty references with another
+  // mode raises KVTSimExcValidationFailure before anything is opened.
+  KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> AddFile(KVTString const& name,
+                                                KVTSimRpm_Document::AccessMode mode,
+                                                std::vector<int> const& references);
+
   // Creates a new uniquely named file in directory a from stem b, or a
   // temporary file in directory a (removed when it is closed), each with one
   // new pool, and adds it. Errors leave the document unchanged.
   KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> CreateGenerated(KVTString const& a, KVTString const& b);
+
+  // As above with a first pool that lists only itself and references.
+  KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> CreateGenerated(KVTString const& a, KVTString const& b,
+                                                        std::vector<int> const& references);
+
+  // The map slots of pools, in order, for a narrow directory. Raises
+  // KVTSimExcValidationFailure when one of them is not loaded in this
+  // document (another document's pool, a pool of a closed file); a handle
+  // whose pool is gone fails its own check. Changes nothing.
+  std::vector<int> ReferenceSlots(std::vector<KVTSimRpm_Pool> const& pools) const;
   KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> CreateTemporary(KVTString const& a);
 
   // Flushes every open file, in the order they were added.
@@ -83,11 +109,17 @@ class KVTSIM_EXPORT KVTSimRpm_DocumentImpl : public mem_AllocationOperators {
   using FileRef = KVTSimRpm_StrongRef<KVTSimRpm_FileImpl>;
 
   FileRef FindSameFile(KVTString const& name) const;
+  KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> Add(KVTString const& name,
+                                            KVTSimRpm_Document::AccessMode mode,
+                                            std::vector<int> const* references);
+  KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> Generate(KVTString const& a, KVTString const& b,
+                                                 std::vector<int> const* references);
   KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> Adopt(FileRef const& file);
 
   KVTSimRpm_StrongRef<KVTSimRpm_PoolMap> mPoolMap;
   cow_List<FileRef> mFileList;
   char mSig[kSigLength];
+  std::uint64_t mReadCacheLimit;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_DOCUMENTIMPL_H_

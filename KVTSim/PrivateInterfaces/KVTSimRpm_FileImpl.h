@@ -8,19 +8,23 @@
 //
 // Raw access (Read, Write) works at absolute file offsets under the file's
 // mutex, and seeks only when the offset differs from where the last transfer
-// left the file. The logical length (FileLength) is where the next pool would
-// begin; the file is never padded out to it.
+// left the file. Reads shorter than a cache block are served by the file's
+// block cache (KVTSimRpm_BlockCache), which writes through this object keep
+// equal to the file. The logical length (FileLength) is where the next pool
+// would begin; the file is never padded out to it.
 //
 // REQUIRES: external synchronization for everything but Read and Write,
-// which lock the file's mutex themselves.
+// which lock what they use themselves.
 
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
 
 #include <cstdint>
+#include <vector>
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
+#include "KVTSimRpm_BlockCache.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "KVTSimRpm_PoolImpl.h"
 #include "KVTSimRpm_StrongRef.h"
@@ -59,6 +63,11 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   void CreateGenerated(KVTString const& a, KVTString const& b);
   void CreateTemporary(KVTString const& a);
 
+  // As above, but the first pool's directory lists only itself and the map
+  // slots in references (see KVTSimRpm_PoolDirectoryImpl::Init).
+  void OpenWrite(KVTString const& name, std::vector<int> const& references);
+  void CreateGenerated(KVTString const& a, KVTString const& b, std::vector<int> const& references);
+
   // Adds a new empty pool with directory at the end of the file and makes it
   // current; an empty current pool is dropped and replaced first (the file is
   // cut where it began), and a current pool holding data is frozen with its
@@ -75,6 +84,11 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   // Raises the errors of KVTSimRpm_PoolDirectoryImpl::Init before any pool
   // changes.
   KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(char const* uuid);
+
+  // As above with a narrow directory: the new pool and the map slots in
+  // references, each once.
+  KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> NewPool(char const* uuid,
+                                                std::vector<int> const& references);
 
   // Copies source, byte for byte as stored in its own file, onto the end of
   // this file and makes the copy current. Raises KVTSimExcNewPoolReadOnly on a
@@ -120,6 +134,15 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   std::uint64_t Read(std::uint64_t offset, std::uint64_t length, char* buffer);
   void Write(std::uint64_t offset, std::uint64_t length, char const* buffer);
 
+  // The most bytes of file blocks the read cache may hold (0: none, every
+  // read is a system call). Lowering it below what is held releases the
+  // cached blocks. Starts at the document's ReadCacheLimit().
+  void SetReadCacheLimit(std::uint64_t bytes) { mCache.SetLimit(bytes); }
+  std::uint64_t ReadCacheLimit() const { return mCache.Limit(); }
+
+  // The read cache, for its counters.
+  KVTSimRpm_BlockCache const& Cache() const noexcept { return mCache; }
+
   // Raises the logical length to newLength; KVTSimExcAllocReadOnly when that
   // would grow a read-only file. A smaller or equal length changes nothing.
   void Extend(std::uint64_t newLength);
@@ -137,7 +160,13 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   using PoolRef = KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl>;
 
   void Load();
-  void CreateFirstPool();
+  // Read without the cache, under the file's mutex.
+  std::uint64_t ReadDirect(std::uint64_t offset, std::uint64_t length, char* buffer);
+  void WriteDirect(std::uint64_t offset, std::uint64_t length, char const* buffer);
+  static std::uint64_t ReadForCache(void* file, std::uint64_t offset, std::uint64_t length,
+                                    char* buffer);
+  // The first pool of a new file; a null references lists every known pool.
+  void CreateFirstPool(std::vector<int> const* references);
   void AddLoadedPool(PoolRef const& pool);
   // What NewPool and AppendPool put back when they fail part-way.
   struct ChainState {
@@ -164,6 +193,7 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   int mCurrentPoolIndex;
   std::uint64_t mFileLength;
   std::uint64_t mPosition;
+  KVTSimRpm_BlockCache mCache;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_

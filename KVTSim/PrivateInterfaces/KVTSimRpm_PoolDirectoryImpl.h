@@ -15,6 +15,8 @@
 #ifndef KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLDIRECTORYIMPL_H_
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLDIRECTORYIMPL_H_
 
+#include <vector>
+
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
 #include "KVTSimRpm_PoolMap.h"
@@ -48,6 +50,13 @@ class KVTSIM_EXPORT KVTSimRpm_PoolDirectoryImpl : public mem_AllocationOperators
   // KVTSimUttOSError when the random source fails; the list stays empty.
   // A filled directory fails "mMapSlotList.Length() == 0".
   void Init(char const* uuid);
+
+  // As Init(uuid), but the list becomes the new map slot followed by the map
+  // slots in references, in their order, each once: a narrow directory whose
+  // pool can refer only to those pools.
+  // REQUIRES: every reference is a slot of the map ("reference >= 0",
+  // "reference < map->Length()", checked before anything changes).
+  void Init(char const* uuid, std::vector<int> const& references);
 
   // Fills an empty directory from a directory record of count entries; an
   // identifier the document does not know gets a new map slot without pool.
@@ -87,6 +96,8 @@ class KVTSIM_EXPORT KVTSimRpm_PoolDirectoryImpl : public mem_AllocationOperators
 
  private:
   KVTSimRpm_PoolMap* MapObject() const { return mMap.Get(); }
+  // Checks the identifier (or makes a fresh one) and takes the new map slot.
+  int NewOwnSlot(char const* uuid);
 
   KVTSimRpm_WeakRef<KVTSimRpm_PoolMap> mMap;
   cow_List<int> mMapSlotList;

@@ -7,6 +7,10 @@
 // the pool is loaded. Cell (src, dst) of the reference matrix remembers which
 // directory slot of slot src's directory names slot dst (-1 until known).
 //
+// Memory: a slot costs its item (identifier and handle) and an entry of the
+// identifier index, about 120 bytes; the matrix is sparse and costs 16 to 64
+// bytes per remembered (src, dst) pair, nothing per slot (KVTSimRpm_Matrix).
+//
 // Slot arguments out of range fail the checks "slot >= 0" /
 // "slot < mItemList.Length()" or "slotInMap >= 0" / "slotInMap < mItemList.Length()"
 // (AddReference and GetDirectoryIndex: "srcSlotInMap >= 0", "srcSlotInMap <
@@ -34,9 +38,6 @@ class KVTSimRpm_PoolImpl;
 
 class KVTSIM_EXPORT KVTSimRpm_PoolMap : public mem_AllocationOperators {
  public:
-  // At most this many slots: the matrix has Length() x Length() int cells.
-  static constexpr int kMaxSlots = KVTSimRpm_Matrix::kMaxDimension;
-
   // An empty map with a matrix of size 0.
   KVTSimRpm_PoolMap();
   KVTSimRpm_PoolMap(KVTSimRpm_PoolMap const&) = delete;
@@ -50,8 +51,8 @@ class KVTSIM_EXPORT KVTSimRpm_PoolMap : public mem_AllocationOperators {
   // values. A slot without a pool that carries the same identifier does not
   // stop it (LookupByUUID keeps answering the first).
   // Raises KVTSimExcPoolAlreadyInDoc when the first slot of that identifier
-  // holds a loaded pool, and KVTBasMemoryExhausted when the matrix cannot grow
-  // (also past kMaxSlots); the map is then unchanged.
+  // holds a loaded pool, and KVTBasMemoryExhausted when memory runs out; the
+  // map is then unchanged.
   int NewSlot(char const* uuid);
 
   // The first slot whose 32 identifier bytes equal those at uuid, or -1;
@@ -84,6 +85,9 @@ class KVTSIM_EXPORT KVTSimRpm_PoolMap : public mem_AllocationOperators {
 
   // The directory slot remembered for (src, dst), or -1.
   int GetDirectoryIndex(int srcSlotInMap, int dstSlotInMap) const;
+
+  // The reference memo, for measuring its memory.
+  KVTSimRpm_Matrix const& Matrix() const noexcept { return mMatrix; }
 
  private:
   void CheckSlot(int slotInMap) const;

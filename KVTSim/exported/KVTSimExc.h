@@ -20,7 +20,8 @@
 //   KVTSimExcPoolAlreadyInDoc    a pool whose identifier is already loaded in the document
 //   KVTSimExcShortPool           appending a pool whose source yields too few bytes
 //   KVTSimExcUserSigMismatch     a pool carrying another document's user signature
-//   KVTSimExcValidationFailure   a document handle without an implementation
+//   KVTSimExcValidationFailure   a document handle without an implementation; a reference
+//                                list naming a pool the document has not loaded
 //   KVTSimExcWriteReadOnly       writing to a file opened read-only
 // Kinds with arguments are declared below with their accessors.
 

@@ -16,7 +16,9 @@
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_DOCUMENT_H_
 
+#include <cstdint>
 #include <string_view>
+#include <vector>
 
 #include "KVTSimExport.h"
 #include "KVTSimRpm_File.h"
@@ -61,10 +63,24 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // KVTSimExc kinds of a damaged file) leave the document unchanged.
   KVTSimRpm_File AddFile(KVTString const& fileName, AccessMode mode);
 
+  // As AddFile(fileName, mode); with AccessWrite the new file's first pool
+  // lists only itself and the pools in references, as
+  // KVTSimRpm_File::NewPool(uuid, references) does. A non-empty list with
+  // another mode, or a pool that is not loaded in this document, raises
+  // KVTSimExcValidationFailure before the file is opened or emptied.
+  KVTSimRpm_File AddFile(KVTString const& fileName, AccessMode mode,
+                         std::vector<KVTSimRpm_Pool> const& references);
+
   // Creates a new file in directory with a unique name made from stem ("stem",
   // then "stem-1", "stem-2", ...; an existing file is never overwritten),
   // with one new pool. Raises KVTSimUttOSError when no file can be created.
   KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem);
+
+  // As above with a first pool that lists only itself and the pools in
+  // references. A pool not loaded in this document raises
+  // KVTSimExcValidationFailure before any file is created.
+  KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem,
+                                 std::vector<KVTSimRpm_Pool> const& references);
 
   // Creates a temporary file "kvtsim-XXXXXX" (mode 0600) in directory ("/tmp"
   // when empty), with one new pool; it is removed when the file is closed.
@@ -75,6 +91,20 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // references in the caller's memory. It is bound to the document's current
   // pool map: see KVTSimRpm_PoolDirectory::GetGUID.
   KVTSimRpm_PoolDirectory NewDirectory();
+
+  // Each file keeps a cache of its blocks (4096 bytes each) for reads
+  // shorter than a block, such as following stored locators: such a read
+  // costs a memory copy once its block is held, not a system call. This is
+  // the most bytes of blocks that each file added or created from now on may
+  // hold (files already in the document keep theirs; see
+  // KVTSimRpm_File::SetReadCacheLimit); memory is taken only as blocks are
+  // first read. 0 turns the cache off: every read is a system call.
+  // Writes through the document keep cached blocks equal to the file; a
+  // change made to the file by anyone else is not seen in blocks already
+  // held (see docs/reliability.md).
+  static constexpr std::uint64_t kDefaultReadCacheLimit = 32ull << 20;
+  void SetReadCacheLimit(std::uint64_t bytes);
+  std::uint64_t ReadCacheLimit() const;
 
   // Writes the current pool header of every open file and makes the data
   // durable. Raises KVTSimUttOSError when a write or the sync fails.

@@ -7,6 +7,7 @@
 #define KVTSIM_EXPORTED_KVTSIMRPM_FILE_H_
 
 #include <cstdint>
+#include <vector>
 
 #include "KVTSimExport.h"
 #include "KVTSimRpm_Locator.h"
@@ -44,6 +45,18 @@ class KVTSIM_EXPORT KVTSimRpm_File {
   // putting the file back as it was (its pools, in memory and on disk).
   void NewPool(char const* uuid);
 
+  // As NewPool(uuid), but the new pool's directory lists only the new pool
+  // itself followed by the pools in references (in that order, each once):
+  // data stored in it can refer to those pools and no others (storing a
+  // locator into another pool raises KVTSimExcCantExternalizeLoc). Its
+  // header then takes 32 bytes per listed pool instead of 32 per pool the
+  // document knows. An empty list makes a pool that refers to nothing.
+  // Raises KVTSimExcValidationFailure, before anything changes, when a pool
+  // named is not loaded in this document (a pool of another document, of a
+  // file closed since); a handle whose pool is gone fails as every handle
+  // does. Otherwise raises what NewPool(uuid) raises.
+  void NewPool(char const* uuid, std::vector<KVTSimRpm_Pool> const& references);
+
   // Copies a pool of another document's file onto the end of this file, byte
   // for byte, and makes the copy current. Raises KVTSimExcNewPoolReadOnly and
   // KVTSimExcPoolAlreadyInDoc before changing anything; KVTSimExcShortPool,
@@ -70,6 +83,12 @@ class KVTSIM_EXPORT KVTSimRpm_File {
   // file's data durable. Raises KVTSimUttOSError when a write or the sync
   // fails.
   void Flush();
+
+  // The most bytes of this file's blocks its read cache may hold (see
+  // KVTSimRpm_Document::SetReadCacheLimit); 0 turns it off. Lowering the
+  // limit below what is held releases the cached blocks.
+  void SetReadCacheLimit(std::uint64_t bytes);
+  std::uint64_t ReadCacheLimit() const;
 
  private:
   friend class KVTSimRpm_Document;

@@ -13,7 +13,8 @@
 // REQUIRES: external synchronization for one locator object. Read and Write
 // of different locator objects may run on several threads at once, also into
 // one pool: they only read the pool map and the pool, and the file's mutex
-// serialises each transfer. Nothing else may change the document meanwhile.
+// and its read cache's lock serialise each transfer. Nothing else may change
+// the document meanwhile.
 
 #ifndef KVTSIM_EXPORTED_KVTSIMRPM_LOCATOR_H_
 #define KVTSIM_EXPORTED_KVTSIMRPM_LOCATOR_H_
@@ -87,7 +88,9 @@ class KVTSIM_EXPORT KVTSimRpm_Locator {
   // Reads up to length bytes at the locator into buffer; returns the count
   // delivered. Served from the overlay when the locator lies in its range
   // (stopping at the range's end); otherwise from the pool, not bounded by
-  // its data length (it stops only at the end of the file). Raises
+  // its data length (it stops only at the end of the file): a read shorter
+  // than 4096 bytes through the file's read cache (a memory copy once the
+  // block is held), a longer one with one system call. Raises
   // KVTSimExcCantDerefLocator when the pool is not loaded in its document.
   // REQUIRES: an overlay, if any, is a copy of this locator's pool; the
   // document was neither closed as a whole nor destroyed.

@@ -37,12 +37,14 @@ void DemoWriter::Write() {
   mesh.NewPool(nullptr);  // lists the nodes pool, so elements can refer to it
   std::vector<KVTSimRpm_Locator> const elements = WriteElements(mesh, nodes);
 
-  // Made after both mesh pools, the results pools list them in their directories.
-  KVTSimRpm_File results =
-      mDocument.AddFile(KVTString(mResultsPath.c_str()), KVTSimRpm_Document::AccessWrite);
+  // Each results pool lists only the two mesh pools, not every earlier step:
+  // its directory stays three entries long however many steps there are.
+  std::vector<KVTSimRpm_Pool> const meshPools = {mesh.Pool(0), mesh.Pool(1)};
+  KVTSimRpm_File results = mDocument.AddFile(KVTString(mResultsPath.c_str()),
+                                             KVTSimRpm_Document::AccessWrite, meshPools);
   for (std::size_t i = 0; i < std::size(demo::kSteps); ++i) {
     if (i != 0)
-      results.NewPool(nullptr);
+      results.NewPool(nullptr, meshPools);
     WriteStep(results, demo::kSteps[i], elements);
   }
   mDocument.Close();

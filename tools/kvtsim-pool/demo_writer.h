@@ -3,9 +3,10 @@
 //
 // Nodes and results are written with the append stream, elements with the
 // locator stream into space allocated first. A pool can refer only to pools
-// listed in its directory, which are those that existed when it was
-// created, so each referring pool is created after the pools it refers to:
-// mesh nodes, then mesh elements, then the results.
+// listed in its directory, so each referring pool is created after the pools
+// it refers to: mesh nodes, then mesh elements (whose directory lists every
+// earlier pool), then the results, whose directories name the two mesh pools
+// only.
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_DEMO_WRITER_H_
 #define KVTSIM_TOOLS_KVTSIM_POOL_DEMO_WRITER_H_

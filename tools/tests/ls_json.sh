@@ -24,8 +24,9 @@ for f in files:
     assert end == os.path.getsize(f["file"])
     # A normally closed file stores its last pool open.
     assert [p["state"] for p in pools] == ["frozen", "open"], pools
-# Each directory lists the pool and every pool made before it.
-assert [p["entries"] for f in files for p in f["pools"]] == [1, 2, 3, 4]
+# The mesh pools list every pool made before them; each results pool lists
+# itself and the two mesh pools only.
+assert [p["entries"] for f in files for p in f["pools"]] == [1, 2, 3, 3]
 assert len(ids) == 4 and all(len(i) == 32 for i in ids)
 PY
 

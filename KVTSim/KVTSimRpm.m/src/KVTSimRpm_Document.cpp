@@ -41,9 +41,24 @@ KVTSimRpm_File KVTSimRpm_Document::AddFile(KVTString const& fileName, AccessMode
   return KVTSimRpm_File(Impl().AddFile(fileName, mode));
 }
 
+KVTSimRpm_File KVTSimRpm_Document::AddFile(KVTString const& fileName, AccessMode mode,
+                                           std::vector<KVTSimRpm_Pool> const& references) {
+  KVTSimRpm_DocumentImpl& impl = Impl();
+  if (mode != AccessWrite && !references.empty())
+    RaiseValidationFailure(__LINE__);
+  return KVTSimRpm_File(impl.AddFile(fileName, mode, impl.ReferenceSlots(references)));
+}
+
 KVTSimRpm_File KVTSimRpm_Document::CreateGenerated(KVTString const& directory,
                                                    KVTString const& stem) {
   return KVTSimRpm_File(Impl().CreateGenerated(directory, stem));
+}
+
+KVTSimRpm_File KVTSimRpm_Document::CreateGenerated(KVTString const& directory,
+                                                   KVTString const& stem,
+                                                   std::vector<KVTSimRpm_Pool> const& references) {
+  KVTSimRpm_DocumentImpl& impl = Impl();
+  return KVTSimRpm_File(impl.CreateGenerated(directory, stem, impl.ReferenceSlots(references)));
 }
 
 KVTSimRpm_File KVTSimRpm_Document::CreateTemporary(KVTString const& directory) {
@@ -52,6 +67,14 @@ KVTSimRpm_File KVTSimRpm_Document::CreateTemporary(KVTString const& directory) {
 
 KVTSimRpm_PoolDirectory KVTSimRpm_Document::NewDirectory() {
   return KVTSimRpm_PoolDirectory(Impl().NewDirectory());
+}
+
+void KVTSimRpm_Document::SetReadCacheLimit(std::uint64_t bytes) {
+  Impl().SetReadCacheLimit(bytes);
+}
+
+std::uint64_t KVTSimRpm_Document::ReadCacheLimit() const {
+  return Impl().ReadCacheLimit();
 }
 
 void KVTSimRpm_Document::Flush() {

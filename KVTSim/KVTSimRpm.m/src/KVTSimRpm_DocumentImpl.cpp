@@ -9,7 +9,18 @@
 #include "KVTSimUttOSFile.h"
 #include "cow_ListIter.h"
 
-KVTSimRpm_DocumentImpl::KVTSimRpm_DocumentImpl(char const* sig) : mPoolMap(new KVTSimRpm_PoolMap) {
+namespace {
+
+template <typename Kind>
+[[noreturn]] void Raise(int line) {
+  Kind error;
+  error.Throw(__FILE__, line);
+}
+
+}  // namespace
+
+KVTSimRpm_DocumentImpl::KVTSimRpm_DocumentImpl(char const* sig)
+    : mPoolMap(new KVTSimRpm_PoolMap), mReadCacheLimit(KVTSimRpm_Document::kDefaultReadCacheLimit) {
   std::memcpy(mSig, sig, kSigLength);
 }
 
@@ -24,6 +35,24 @@ KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> KVTSimRpm_DocumentImpl::NewDire
 
 KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::AddFile(
     KVTString const& name, KVTSimRpm_Document::AccessMode mode) {
+  return Add(name, mode, nullptr);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::AddFile(
+    KVTString const& name, KVTSimRpm_Document::AccessMode mode,
+    std::vector<int> const& references) {
+  if (mode != KVTSimRpm_Document::AccessWrite) {
+    // Only a new first pool has a directory to fill.
+    if (!references.empty())
+      Raise<KVTSimExcValidationFailure>(__LINE__);
+    return Add(name, mode, nullptr);
+  }
+  return Add(name, mode, &references);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::Add(
+    KVTString const& name, KVTSimRpm_Document::AccessMode mode,
+    std::vector<int> const* references) {
   if (mode != KVTSimRpm_Document::AccessWrite) {
     FileRef same = FindSameFile(name);
     if (!same.Null())
@@ -37,7 +66,10 @@ KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::AddFile(
   try {
     switch (mode) {
       case KVTSimRpm_Document::AccessWrite:
-        file->OpenWrite(name);
+        if (references == nullptr)
+          file->OpenWrite(name);
+        else
+          file->OpenWrite(name, *references);
         break;
       case KVTSimRpm_Document::AccessUpdate:
         file->OpenUpdate(name);
@@ -59,14 +91,45 @@ KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::AddFile(
 
 KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::CreateGenerated(KVTString const& a,
                                                                               KVTString const& b) {
+  return Generate(a, b, nullptr);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::CreateGenerated(
+    KVTString const& a, KVTString const& b, std::vector<int> const& references) {
+  return Generate(a, b, &references);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::Generate(
+    KVTString const& a, KVTString const& b, std::vector<int> const* references) {
   FileRef file(new KVTSimRpm_FileImpl(*this));
   try {
-    file->CreateGenerated(a, b);
+    if (references == nullptr)
+      file->CreateGenerated(a, b);
+    else
+      file->CreateGenerated(a, b, *references);
   } catch (...) {
     file->DetachPools();
     throw;
   }
   return Adopt(file);
+}
+
+std::vector<int> KVTSimRpm_DocumentImpl::ReferenceSlots(
+    std::vector<KVTSimRpm_Pool> const& pools) const {
+  std::vector<int> slots;
+  slots.reserve(pools.size());
+  for (KVTSimRpm_Pool const& pool : pools) {
+    KVTSimRpm_PoolImpl* impl = pool.Impl().Get();
+    KVTSimRpm_PoolDirectoryImpl const& directory = *impl->Directory();
+    // Loaded here means: bound to this document's map, and still the pool
+    // at its slot (a pool of a closed file is detached from it).
+    if (directory.Map().Peek() != mPoolMap.Get() ||
+        mPoolMap->LoadedPool(directory.SlotInMap()) != impl) {
+      Raise<KVTSimExcValidationFailure>(__LINE__);
+    }
+    slots.push_back(directory.SlotInMap());
+  }
+  return slots;
 }
 
 KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::CreateTemporary(KVTString const& a) {

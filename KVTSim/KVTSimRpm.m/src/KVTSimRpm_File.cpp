@@ -1,5 +1,6 @@
 #include "KVTSimRpm_File.h"
 
+#include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_FileImpl.h"
 
 KVTSimRpm_File::KVTSimRpm_File(KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> const& impl) : mImpl(impl) {}
@@ -30,6 +31,11 @@ void KVTSimRpm_File::NewPool(char const* uuid) {
   mImpl->NewPool(uuid);
 }
 
+void KVTSimRpm_File::NewPool(char const* uuid, std::vector<KVTSimRpm_Pool> const& references) {
+  KVTSimRpm_FileImpl* file = mImpl.Get();
+  file->NewPool(uuid, file->Document().ReferenceSlots(references));
+}
+
 void KVTSimRpm_File::AppendPool(KVTSimRpm_Pool const& source) {
   mImpl->AppendPool(*source.Impl());
 }
@@ -52,4 +58,12 @@ KVTSimRpm_Pool KVTSimRpm_File::Pool(unsigned int index) const {
 
 void KVTSimRpm_File::Flush() {
   mImpl->Flush();
+}
+
+void KVTSimRpm_File::SetReadCacheLimit(std::uint64_t bytes) {
+  mImpl->SetReadCacheLimit(bytes);
+}
+
+std::uint64_t KVTSimRpm_File::ReadCacheLimit() const {
+  return mImpl->ReadCacheLimit();
 }

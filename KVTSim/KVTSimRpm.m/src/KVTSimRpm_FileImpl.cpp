@@ -22,39 +22,65 @@ template <typename Kind>
 }  // namespace
 
 KVTSimRpm_FileImpl::KVTSimRpm_FileImpl(KVTSimRpm_DocumentImpl& document)
-    : mDocument(document), mCurrentPoolIndex(-1), mFileLength(0), mPosition(0) {}
+    : mDocument(document),
+      mCurrentPoolIndex(-1),
+      mFileLength(0),
+      mPosition(0),
+      mCache(&KVTSimRpm_FileImpl::ReadForCache, this) {
+  mCache.SetLimit(document.ReadCacheLimit());
+}
 
 KVTSimRpm_FileImpl::~KVTSimRpm_FileImpl() = default;
 
 void KVTSimRpm_FileImpl::OpenRead(KVTString const& name) {
   mOSFile.OpenRead(name);
   mFileLength = mOSFile.FileSize();
+  std::uint64_t const size = mFileLength;
   Load();
+  // Loading reads each header once: it goes straight to the file. Later
+  // reads of the data may be served from memory.
+  mCache.Reset(size, true);
 }
 
 void KVTSimRpm_FileImpl::OpenUpdate(KVTString const& name) {
   mOSFile.OpenUpdate(name);
   mFileLength = mOSFile.FileSize();
+  std::uint64_t const size = mFileLength;
   Load();
+  mCache.Reset(size, false);
 }
 
 void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name) {
   mOSFile.OpenWrite(name);
-  CreateFirstPool();
+  CreateFirstPool(nullptr);
+}
+
+void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name, std::vector<int> const& references) {
+  mOSFile.OpenWrite(name);
+  CreateFirstPool(&references);
 }
 
 void KVTSimRpm_FileImpl::CreateGenerated(KVTString const& a, KVTString const& b) {
   mOSFile.CreateGenerated(a, b, false);
-  CreateFirstPool();
+  CreateFirstPool(nullptr);
+}
+
+void KVTSimRpm_FileImpl::CreateGenerated(KVTString const& a, KVTString const& b,
+                                         std::vector<int> const& references) {
+  mOSFile.CreateGenerated(a, b, false);
+  CreateFirstPool(&references);
 }
 
 void KVTSimRpm_FileImpl::CreateTemporary(KVTString const& a) {
   mOSFile.CreateTemporary(a);
-  CreateFirstPool();
+  CreateFirstPool(nullptr);
 }
 
-void KVTSimRpm_FileImpl::CreateFirstPool() {
-  NewPool(static_cast<char const*>(nullptr));
+void KVTSimRpm_FileImpl::CreateFirstPool(std::vector<int> const* references) {
+  if (references == nullptr)
+    NewPool(static_cast<char const*>(nullptr));
+  else
+    NewPool(nullptr, *references);
 }
 
 void KVTSimRpm_FileImpl::Load() {
@@ -118,6 +144,13 @@ KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
 KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(char const* uuid) {
   KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> directory = NewDirectory();
   directory->Init(uuid);
+  return NewPool(directory);
+}
+
+KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
+    char const* uuid, std::vector<int> const& references) {
+  KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> directory = NewDirectory();
+  directory->Init(uuid, references);
   return NewPool(directory);
 }
 
@@ -238,6 +271,8 @@ void KVTSimRpm_FileImpl::Close() {
     mPoolContainer.ConstGet(mCurrentPoolIndex)->Dump();
   mOSFile.Flush();
   DetachPools();
+  // Nothing of a closed file is served any more.
+  mCache.Reset(0, false);
   mOSFile.Close();
 }
 
@@ -251,6 +286,19 @@ void KVTSimRpm_FileImpl::DetachPools() {
 }
 
 std::uint64_t KVTSimRpm_FileImpl::Read(std::uint64_t offset, std::uint64_t length, char* buffer) {
+  // Reads of a block or more gain nothing from copying through a block.
+  if (length < KVTSimRpm_BlockCache::kBlockSize)
+    return mCache.Read(offset, length, buffer);
+  return ReadDirect(offset, length, buffer);
+}
+
+std::uint64_t KVTSimRpm_FileImpl::ReadForCache(void* file, std::uint64_t offset,
+                                               std::uint64_t length, char* buffer) {
+  return static_cast<KVTSimRpm_FileImpl*>(file)->ReadDirect(offset, length, buffer);
+}
+
+std::uint64_t KVTSimRpm_FileImpl::ReadDirect(std::uint64_t offset, std::uint64_t length,
+                                             char* buffer) {
   KVTSimRpm_TidyLock lock(mOSFile.Mutex());
   if (offset != mPosition) {
     mOSFile.Seek(offset);
@@ -272,6 +320,19 @@ std::uint64_t KVTSimRpm_FileImpl::Read(std::uint64_t offset, std::uint64_t lengt
 void KVTSimRpm_FileImpl::Write(std::uint64_t offset, std::uint64_t length, char const* buffer) {
   if (ReadOnly())
     Raise<KVTSimExcWriteReadOnly>(__LINE__);
+  // The cache is told after the file's mutex is released: a cache miss holds
+  // the cache's lock while it takes the file's mutex.
+  try {
+    WriteDirect(offset, length, buffer);
+  } catch (...) {
+    mCache.Forget(offset, length);
+    throw;
+  }
+  mCache.Wrote(offset, length, buffer);
+}
+
+void KVTSimRpm_FileImpl::WriteDirect(std::uint64_t offset, std::uint64_t length,
+                                     char const* buffer) {
   KVTSimRpm_TidyLock lock(mOSFile.Mutex());
   if (offset != mPosition) {
     mOSFile.Seek(offset);
@@ -297,6 +358,7 @@ void KVTSimRpm_FileImpl::Extend(std::uint64_t newLength) {
 void KVTSimRpm_FileImpl::Truncate(std::uint64_t const& length) {
   mOSFile.Truncate(length);
   mFileLength = length;
+  mCache.Resized(length);
 }
 
 char const* KVTSimRpm_FileImpl::Sig() const {

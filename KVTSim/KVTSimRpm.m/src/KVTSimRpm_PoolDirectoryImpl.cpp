@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <unordered_set>
 
 #include "KVTSimExc.h"
 #include "KVTSimUttAssert.h"
@@ -44,8 +45,7 @@ int KVTSimRpm_PoolDirectoryImpl::SlotInMap() const {
   return mMapSlotList.UncheckedConstGet(0);
 }
 
-void KVTSimRpm_PoolDirectoryImpl::Init(char const* uuid) {
-  KVTSIM_ASSERT(mMapSlotList.Length() == 0);
+int KVTSimRpm_PoolDirectoryImpl::NewOwnSlot(char const* uuid) {
   KVTSimRpm_PoolMap* map = MapObject();
   char fresh[kUUIDLength];
   if (uuid != nullptr) {
@@ -62,11 +62,35 @@ void KVTSimRpm_PoolDirectoryImpl::Init(char const* uuid) {
   int mySlot = map->NewSlot(uuid);
   int len = map->Length() - 1;
   KVTSIM_ASSERT(mySlot == len);
+  return mySlot;
+}
+
+void KVTSimRpm_PoolDirectoryImpl::Init(char const* uuid) {
+  KVTSIM_ASSERT(mMapSlotList.Length() == 0);
+  int mySlot = NewOwnSlot(uuid);
   // Build the list aside, so that an allocation failure leaves this directory empty.
-  cow_List<int> slots(cow_ListConstruct(), len + 1);
+  cow_List<int> slots(cow_ListConstruct(), mySlot + 1);
   slots.Append(mySlot);
-  for (int slot = 0; slot < len; ++slot)
+  for (int slot = 0; slot < mySlot; ++slot)
     slots.Append(slot);
+  mMapSlotList = slots;
+}
+
+void KVTSimRpm_PoolDirectoryImpl::Init(char const* uuid, std::vector<int> const& references) {
+  KVTSIM_ASSERT(mMapSlotList.Length() == 0);
+  KVTSimRpm_PoolMap* map = MapObject();
+  for (int reference : references) {
+    KVTSIM_ASSERT(reference >= 0);
+    KVTSIM_ASSERT(reference < map->Length());
+  }
+  int mySlot = NewOwnSlot(uuid);
+  cow_List<int> slots(cow_ListConstruct(), static_cast<int>(references.size()) + 1);
+  slots.Append(mySlot);
+  std::unordered_set<int> listed;
+  for (int reference : references) {
+    if (listed.insert(reference).second)
+      slots.Append(reference);
+  }
   mMapSlotList = slots;
 }
 

@@ -16,9 +16,6 @@ int KVTSimRpm_PoolMap::NewSlot(char const* uuid) {
     error.Throw(__FILE__, __LINE__);
   }
   int n = Length();
-  // Make room in the matrix before appending, so that a failure leaves the
-  // slot list and the matrix the same size.
-  mMatrix.Reserve(n + 1);
   bool const first = mFirstSlot.emplace(KeyOf(uuid), n).second;
   try {
     mItemList.Append(KVTSimRpm_PoolMapItem(uuid));
@@ -76,7 +73,7 @@ void KVTSimRpm_PoolMap::Remove(int slotInMap) {
 
 void KVTSimRpm_PoolMap::AddReference(int srcSlotInMap, int dstSlotInMap, int srcSlotInDir) {
   CheckPair(srcSlotInMap, dstSlotInMap);
-  mMatrix.MutItem(srcSlotInMap, dstSlotInMap) = srcSlotInDir;
+  mMatrix.SetItem(srcSlotInMap, dstSlotInMap, srcSlotInDir);
 }
 
 int KVTSimRpm_PoolMap::GetDirectoryIndex(int srcSlotInMap, int dstSlotInMap) const {
