@@ -37,18 +37,21 @@ py::object PoolObject::Info() {
   PoolFacts const facts = PoolFacts::Of(Handle());
   return py::module_::import("kvtsim._info")
       .attr("PoolInfo")(mIndex, facts.location, facts.length, facts.dataLength,
-                        facts.storedOpen ? "open" : "frozen", facts.entries,
+                        facts.storedOpen ? "open" : "frozen", facts.entries.size(),
                         Latin1Text(facts.identifier.data(), facts.identifier.size()));
 }
 
 py::list PoolObject::Directory() {
   py::object entryType = py::module_::import("kvtsim._info").attr("DirectoryEntry");
   py::list entries;
-  for (PoolFacts::Entry const& entry : PoolFacts::Directory(Handle())) {
-    std::optional<DocumentState::PoolPlace> place = mDocument->FindPool(entry.slotInMap);
+  for (PoolFacts::Entry const& entry : PoolFacts::Of(Handle()).entries) {
     py::object pool = py::none();
-    if (place)
-      pool = py::cast(PoolObject(mDocument, *place->file, place->index));
+    if (entry.fileName) {
+      for (FileEntry* file : mDocument->OpenFiles()) {
+        if (std::string(file->Handle().FileName().View()) == *entry.fileName)
+          pool = py::cast(PoolObject(mDocument, *file, entry.poolIndex));
+      }
+    }
     entries.append(entryType(Latin1Text(entry.identifier.data(), entry.identifier.size()), pool));
   }
   return entries;
