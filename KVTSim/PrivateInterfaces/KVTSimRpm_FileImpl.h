@@ -132,6 +132,10 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   using PoolRef = KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl>;
 
   void Load();
+  // Makes what was written so far durable before a header changes a stored
+  // length, so that no interrupted write leaves a header that claims bytes
+  // the file does not hold, or a torn length beside bytes written after it.
+  void SyncBeforeLengthChange();
   void CreateFirstPool();
   void AddLoadedPool(PoolRef const& pool);
   PoolRef DropEmptyCurrentPool();

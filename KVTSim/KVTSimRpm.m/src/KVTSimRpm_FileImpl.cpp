@@ -74,8 +74,15 @@ void KVTSimRpm_FileImpl::Load() {
   // The last pool of a writable file is open: its header stores length 0 so
   // that a reader takes its length from the end of the file.
   PoolRef current = mPoolContainer.ConstGet(mCurrentPoolIndex);
+  bool const lengthChanges = !current->StoredOpen();
   current->SetFrozen(false);
   current->Dump();
+  if (lengthChanges)
+    SyncBeforeLengthChange();
+}
+
+void KVTSimRpm_FileImpl::SyncBeforeLengthChange() {
+  mOSFile.Flush();
 }
 
 void KVTSimRpm_FileImpl::AddLoadedPool(PoolRef const& pool) {
@@ -85,8 +92,16 @@ void KVTSimRpm_FileImpl::AddLoadedPool(PoolRef const& pool) {
 }
 
 void KVTSimRpm_FileImpl::MakeCurrent(PoolRef const& pool) {
-  if (mCurrentPoolIndex >= 0)
+  if (mCurrentPoolIndex >= 0) {
+    // The previous pool's bytes reach the disk before its header claims
+    // them, and its length before the next header is written: after a power
+    // loss the file then holds a frozen pool whole, or still open (its length
+    // taken from the file's end), never a frozen one missing data or one
+    // whose torn length digits hide bytes written later.
+    SyncBeforeLengthChange();
     mPoolContainer.ConstGet(mCurrentPoolIndex)->Freeze();
+    SyncBeforeLengthChange();
+  }
   AddLoadedPool(pool);
   pool->SetFrozen(false);
   pool->Dump();
