@@ -18,11 +18,13 @@
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "KVTSimRpm_PoolImpl.h"
+#include "KVTSimRpm_SalvageReport.h"
 #include "KVTSimRpm_StrongRef.h"
 #include "KVTSimRpm_WeakRef.h"
 #include "KVTSimUttOSFile.h"
@@ -50,6 +52,13 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   // opened, and the load errors of KVTSimRpm_PoolImpl::Load.
   void OpenRead(KVTString const& name);
   void OpenUpdate(KVTString const& name);
+
+  // Opens an existing file read-only and loads the pools a salvage read
+  // keeps (KVTSimRpm_SalvagePlan), with the lengths it gives them; pools
+  // whose identifier the document has loaded already are left out with the
+  // rest. SalvageReport() then tells what was kept. Raises KVTSimUttOSError
+  // when the file cannot be opened or read.
+  void OpenSalvaged(KVTString const& name);
 
   // Open the file empty (OpenWrite), create a new uniquely named file in
   // directory a from stem b (CreateGenerated), or a temporary file in
@@ -128,6 +137,11 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   std::uint64_t FileLength() const noexcept { return mFileLength; }
   KVTSimRpm_DocumentImpl& Document() const noexcept { return mDocument; }
 
+  // What the salvage read that opened the file kept; for a file opened
+  // otherwise, a report of its pools and logical length with nothing left
+  // out.
+  KVTSimRpm_SalvageReport SalvageReport() const;
+
  private:
   using PoolRef = KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl>;
 
@@ -151,6 +165,7 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   int mCurrentPoolIndex;
   std::uint64_t mFileLength;
   std::uint64_t mPosition;
+  std::optional<KVTSimRpm_SalvageReport> mSalvageReport;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_

@@ -51,6 +51,11 @@ class KVTSIM_EXPORT KVTSimRpm_PoolImpl : public mem_AllocationOperators {
   // written).
   void Load(std::uint64_t fileEnd);
 
+  // As Load(fileEnd), then takes length as the record length, whatever the
+  // header stores: a salvaged pool closed up where the next pool begins.
+  // REQUIRES: length >= the header length loaded.
+  void Load(std::uint64_t fileEnd, std::uint64_t length);
+
   // Writes the header and the directory record in one write; the data area
   // is untouched. Raises what the file image raises (KVTSimExcAllocReadOnly,
   // KVTSimExcWriteReadOnly, KVTSimUttOSError).

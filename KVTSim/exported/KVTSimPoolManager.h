@@ -47,6 +47,10 @@
 #include "KVTSimRpm_ChainWalker.h"
 #include "KVTSimRpm_PoolHeader.h"
 
+// Salvage reads and recovery of damaged files.
+#include "KVTSimRpm_FileRecovery.h"
+#include "KVTSimRpm_SalvageReport.h"
+
 // Implementation classes.
 #include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_FileImpl.h"

@@ -2,6 +2,7 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_DocumentImpl.h"
+#include "KVTSimUttOSFile.h"
 
 namespace {
 
@@ -31,6 +32,11 @@ KVTSimRpm_DocumentImpl& KVTSimRpm_Document::Impl() const {
 
 KVTSimRpm_File KVTSimRpm_Document::AddFile(KVTString const& fileName, AccessMode mode) {
   return KVTSimRpm_File(Impl().AddFile(fileName, mode));
+}
+
+KVTSimRpm_File KVTSimRpm_Document::AddFileSalvaged(KVTString const& fileName,
+                                                   KVTSimRpm_SalvageReport& report) {
+  return KVTSimRpm_File(Impl().AddFileSalvaged(fileName, report));
 }
 
 KVTSimRpm_File KVTSimRpm_Document::CreateGenerated(KVTString const& directory,
@@ -64,4 +70,12 @@ KVTSimRpm_Document::FileType KVTSimRpm_Document::GetFileType(KVTString const& fi
 
 bool KVTSimRpm_Document::BinaryUpgradeRequired(KVTString const& fileName) {
   return KVTSimRpm_DocumentImpl::BinaryUpgradeRequired(fileName);
+}
+
+void KVTSimRpm_Document::SetWriterLocking(bool enabled) {
+  KVTSimUttOSFile::SetWriterLocking(enabled);
+}
+
+bool KVTSimRpm_Document::WriterLocking() {
+  return KVTSimUttOSFile::WriterLocking();
 }

@@ -7,6 +7,7 @@
 #include "KVTSimRpm_Buffer.h"
 #include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_PoolMap.h"
+#include "KVTSimRpm_SalvagePlan.h"
 #include "KVTSimRpm_TidyLock.h"
 #include "KVTSimUttAssert.h"
 #include "cow_ListIter.h"
@@ -36,6 +37,26 @@ void KVTSimRpm_FileImpl::OpenUpdate(KVTString const& name) {
   mOSFile.OpenUpdate(name);
   mFileLength = mOSFile.FileSize();
   Load();
+}
+
+void KVTSimRpm_FileImpl::OpenSalvaged(KVTString const& name) {
+  mOSFile.OpenRead(name);
+  KVTSimRpm_SalvagePlan const plan(name, Sig(), [this](char const* identifier) {
+    return mDocument.Map()->IsDuplicate(identifier);
+  });
+  for (KVTSimRpm_SalvagePlan::Pool const& kept : plan.Pools()) {
+    PoolRef pool(new KVTSimRpm_PoolImpl(*this, NewDirectory(), kept.location));
+    pool->Load(plan.Report().FileSize(), kept.length);
+    AddLoadedPool(pool);
+  }
+  mFileLength = plan.ChainEnd();
+  mSalvageReport = plan.Report();
+}
+
+KVTSimRpm_SalvageReport KVTSimRpm_FileImpl::SalvageReport() const {
+  if (mSalvageReport)
+    return *mSalvageReport;
+  return KVTSimRpm_SalvageReport(mFileLength, PoolCount(), mFileLength, 0, nullptr);
 }
 
 void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name) {

@@ -63,6 +63,12 @@ void KVTSimRpm_PoolImpl::Load(std::uint64_t fileEnd) {
   mStoredOpen = header.StoredOpen();
 }
 
+void KVTSimRpm_PoolImpl::Load(std::uint64_t fileEnd, std::uint64_t length) {
+  Load(fileEnd);
+  KVTSIM_ASSERT(length >= mHeaderLength);
+  mLength = length;
+}
+
 void KVTSimRpm_PoolImpl::Dump() {
   KVTSimRpm_PoolHeader header;
   header.SetUserSignature(mFile.Sig());
