@@ -300,47 +300,51 @@ TEST_F(SalvageTest, ZerosWhereAHeaderShouldBeAreLeftOut) {
 
 TEST_F(SalvageTest, StoredLengthTornInsideItsDigitsIsRestored) {
   // Pool 1's 16 length digits (record offset 20) straddle offset 512 after
-  // their 13th digit.
-  std::uint64_t const location = 512 - Header::kLengthOffset - 13;
-  Written w = WritePools("len.sim", {location - 80, 5000, 30});
-  ASSERT_EQ(w.pools[1].location, location);
-  ASSERT_EQ(w.pools[1].length, 5112u);
-  std::string const whole = ReadBytes(dir_.File("len.sim"));
-  auto const storeLength = [&](std::string const& name, std::string const& digits) {
-    WriteBytes(dir_.File(name), whole);
-    Patch(dir_.File(name), location + Header::kLengthOffset, digits);
+  // their 13th digit. Freezing writes its length over sixteen "0", and
+  // opening for update writes sixteen "0" over it; either write cut at 512
+  // leaves the digits on one side new and on the other old.
+  struct Case {
+    std::size_t data;     // pool 1's data: record length data + 112
+    char const* digits;   // what the cut write left
+    char const* refusal;  // what the loader makes of it
   };
-  // Freezing wrote "...5112" over sixteen "0" and was cut at 512: the first
-  // 13 digits are new, the last 3 old. Opening for update wrote sixteen "0"
-  // over "...5112", cut the same way.
-  for (std::string const digits : {"0000000000005000", "0000000000000112"}) {
-    SCOPED_TRACE(digits);
-    storeLength("torn.sim", digits);
-    EXPECT_EQ(StrictLoad("torn.sim"), "KVTSimExcNotSimFile");
+  Case const cases[] = {
+      {5000, "0000000000005000", "KVTSimExcNotSimFile"},     // freezing cut: 5112 -> 5000
+      {5000, "0000000000000112", "KVTSimExcNotSimFile"},     // reopening cut: 5112 -> 112
+      {4950, "0000000000000062", "KVTSimExcCorruptHeader"},  // 5062 -> 62, below the header
+  };
+  std::uint64_t const location = 512 - Header::kLengthOffset - 13;
+  for (Case const& c : cases) {
+    SCOPED_TRACE(c.digits);
+    Written w = WritePools("len.sim", {location - 80, c.data, 30});
+    ASSERT_EQ(w.pools[1].location, location);
+    std::string const whole = ReadBytes(dir_.File("len.sim"));
+    WriteBytes(dir_.File("torn.sim"), whole);
+    Patch(dir_.File("torn.sim"), location + Header::kLengthOffset, c.digits);
+    EXPECT_EQ(StrictLoad("torn.sim"), c.refusal);
     KVTSimRpm_SalvageReport report = Salvage("torn.sim", w.pools, w);
     EXPECT_FALSE(report.LeftOut());
     EXPECT_EQ(report.PoolsClosedUp(), 1u);
     Recovery recovery = RecoverAndLoad("torn.sim", report);
     ASSERT_EQ(recovery.Rewrites().size(), 1u);
-    EXPECT_EQ(recovery.Rewrites()[0].recoveredLength, 5112u);
+    EXPECT_EQ(recovery.Rewrites()[0].recoveredLength, c.data + 112);
     std::remove(dir_.File("torn.sim.recovered").c_str());
 
     // The torn pool last in its file (the next header never written): it
     // runs to the end of the file.
-    storeLength("last.sim", digits);
-    kvtsim_test::Shrink(dir_.File("last.sim"), location + 5112);
-    report = Salvage("last.sim", {w.pools[0], w.pools[1]}, w);
+    kvtsim_test::Shrink(dir_.File("torn.sim"), location + w.pools[1].length);
+    report = Salvage("torn.sim", {w.pools[0], w.pools[1]}, w);
     EXPECT_FALSE(report.LeftOut());
     EXPECT_EQ(report.PoolsClosedUp(), 1u);
-    RecoverAndLoad("last.sim", report);
-    std::remove(dir_.File("last.sim.recovered").c_str());
+    RecoverAndLoad("torn.sim", report);
+    std::remove(dir_.File("torn.sim.recovered").c_str());
   }
   // A length that is whole is not taken for torn: the zeros after it (a
   // header lost) are left out.
-  storeLength("exact.sim", "0000000000005112");
-  kvtsim_test::Shrink(dir_.File("exact.sim"), location + 5112);
+  Written w = WritePools("exact.sim", {location - 80, 5000});
+  Freeze("exact.sim", w.pools[1]);
   WriteBytes(dir_.File("exact.sim"), ReadBytes(dir_.File("exact.sim")) + std::string(4096, '\0'));
-  KVTSimRpm_SalvageReport report = Salvage("exact.sim", {w.pools[0], w.pools[1]}, w);
+  KVTSimRpm_SalvageReport report = Salvage("exact.sim", w.pools, w);
   EXPECT_EQ(report.Reason(), "KVTSimExcNotSimFile");
   EXPECT_EQ(report.BytesLeftOut(), 4096u);
   EXPECT_FALSE(report.ClosedUp());

@@ -16,6 +16,7 @@
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLIMPL_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
@@ -51,9 +52,9 @@ class KVTSIM_EXPORT KVTSimRpm_PoolImpl : public mem_AllocationOperators {
   // written).
   void Load(std::uint64_t fileEnd);
 
-  // As Load(fileEnd), then takes length as the record length, whatever the
-  // header stores: a salvaged pool closed up where the next pool begins.
-  // REQUIRES: length >= the header length loaded.
+  // As Load(fileEnd) for a header that stored length as its record length,
+  // whatever it stores: a salvaged pool closed up where the next pool
+  // begins. StoredOpen() still tells what the header stores.
   void Load(std::uint64_t fileEnd, std::uint64_t length);
 
   // Writes the header and the directory record in one write; the data area
@@ -101,6 +102,7 @@ class KVTSIM_EXPORT KVTSimRpm_PoolImpl : public mem_AllocationOperators {
   bool ReadOnly() const;
 
  private:
+  void LoadRecord(std::uint64_t fileEnd, std::optional<std::uint64_t> length);
   bool IsLastInFile() const;
   KVTSimRpm_Locator At(std::uint64_t dataOffset) const;
 

@@ -9,11 +9,11 @@
 //   - A record stored open reaches, for the loader, to the end of the file.
 //     When a pool header that the loader would accept lies inside it, the
 //     record ends there instead, and the walk goes on from that header.
-//   - A frozen record followed by bytes that are no pool header may hold a
-//     stored length torn by a write cut at a sector boundary inside its 16
-//     digits. When its digits are what such a tear leaves of the distance
-//     to a later pool header (or to the end of the file), the record ends
-//     there.
+//   - A frozen record followed by bytes that are no pool header, or whose
+//     stored length is shorter than its header, may hold a length torn by a
+//     write cut at a sector boundary inside its 16 digits. When its digits
+//     are what such a tear leaves of the distance to a later pool header
+//     (or to the end of the file), the record ends there.
 //
 // REQUIRES: external synchronization (one thread at a time).
 
@@ -62,7 +62,11 @@ class KVTSIM_EXPORT KVTSimRpm_SalvagePlan {
 
  private:
   void Walk(KVTSimRpm_ChainWalker& walker, LoadedTest const& loaded);
-  bool Keep(KVTSimRpm_ChainWalker& walker);
+  // The current record as kept, or none when the loader refuses it.
+  std::optional<Pool> Judge(KVTSimRpm_ChainWalker& walker);
+  static std::string Identifier(KVTSimRpm_ChainWalker& walker);
+  bool Keep(KVTSimRpm_ChainWalker& walker, Pool pool);
+  void Refuse(KVTSimRpm_ChainWalker const& walker);
   bool MendTornLength(KVTSimRpm_ChainWalker& walker);
   std::optional<std::uint64_t> TornLengthEnd(KVTSimRpm_ChainWalker& walker, Pool const& pool);
   void Finish(KVTSimRpm_ChainWalker const& walker, KVTBasException const* reason);

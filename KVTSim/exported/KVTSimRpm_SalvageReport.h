@@ -15,9 +15,10 @@
 //     writing a new pool's header and storing this pool's length): closed
 //     up where the next pool header lies, and the pools after it are kept;
 //   - a stored length torn by a write cut at a sector boundary inside its
-//     16 digits (the bytes that follow are then no pool header): the pool
-//     runs to the next pool header, or to the end of the file, when the
-//     stored digits are what such a tear leaves of that length.
+//     16 digits (the bytes that follow are then no pool header, or the
+//     length is shorter than the header): the pool runs to the next pool
+//     header, or to the end of the file, when the stored digits are what
+//     such a tear leaves of that length.
 // Closed-up pools are counted in PoolsClosedUp().
 //
 // A report is a plain value; copies are independent. Thread safety: as for

@@ -33,33 +33,59 @@ std::uint64_t KVTSimRpm_SalvagePlan::ChainEnd() const noexcept {
 void KVTSimRpm_SalvagePlan::Walk(KVTSimRpm_ChainWalker& walker, LoadedTest const& loaded) {
   bool more = walker.Next();
   while (more) {
-    if (walker.Fault() != Header::FaultNone) {
+    std::optional<Pool> pool = Judge(walker);
+    if (!pool) {
       if (MendTornLength(walker)) {
         more = walker.NextAt(ChainEnd());
         continue;
       }
-      try {
-        walker.Header().Raise(walker.Fault(), walker.FileName(), __FILE__, __LINE__);
-      } catch (KVTBasException const& refusal) {
-        // The loader's own error for this record is the reason it is left out.
-        return Finish(walker, &refusal);
-      }
+      return Refuse(walker);
     }
-    std::string const& identifier = walker.Identifier();
+    std::string const identifier = Identifier(walker);
     if ((loaded && loaded(identifier.data())) || !mIdentifiers.insert(identifier).second) {
       KVTSimExcPoolAlreadyInDoc refusal;
       return Finish(walker, &refusal);
     }
-    more = Keep(walker);
+    more = Keep(walker, *pool);
   }
   Finish(walker, nullptr);
 }
 
-bool KVTSimRpm_SalvagePlan::Keep(KVTSimRpm_ChainWalker& walker) {
+std::optional<KVTSimRpm_SalvagePlan::Pool> KVTSimRpm_SalvagePlan::Judge(
+    KVTSimRpm_ChainWalker& walker) {
   Header const& header = walker.Header();
-  Pool pool = {walker.Location(), walker.Length(), header.StoredLength().value_or(0),
-               header.HeaderLength(), false};
-  if (header.StoredOpen()) {
+  Header::Fault const fault = walker.Fault();
+  if (fault != Header::FaultNone && fault != Header::FaultRecordLength)
+    return std::nullopt;
+  Pool pool = {walker.Location(), 0, header.StoredLength().value_or(0), header.HeaderLength(),
+               false};
+  if (fault == Header::FaultNone) {
+    pool.length = walker.Length();
+    return pool;
+  }
+  // A length shorter than the header may be what a torn write left.
+  if (pool.storedLength == 0)
+    return std::nullopt;
+  std::optional<std::uint64_t> end = TornLengthEnd(walker, pool);
+  if (!end)
+    return std::nullopt;
+  pool.length = *end - pool.location;
+  pool.closedUp = true;
+  return pool;
+}
+
+std::string KVTSimRpm_SalvagePlan::Identifier(KVTSimRpm_ChainWalker& walker) {
+  if (!walker.Identifier().empty())
+    return walker.Identifier();
+  // A record whose extent the walker does not know: the header checks
+  // placed its directory inside the file.
+  std::string identifier(Header::kEntrySize, '\0');
+  walker.Read(walker.Location() + Header::kSize, identifier.size(), &identifier[0]);
+  return identifier;
+}
+
+bool KVTSimRpm_SalvagePlan::Keep(KVTSimRpm_ChainWalker& walker, Pool pool) {
+  if (pool.storedLength == 0) {
     // For the loader an open pool reaches to the end of the file; a pool
     // header inside it means the pools after it were hidden by a length
     // never stored.
@@ -67,12 +93,19 @@ bool KVTSimRpm_SalvagePlan::Keep(KVTSimRpm_ChainWalker& walker) {
     if (next) {
       pool.length = *next - pool.location;
       pool.closedUp = true;
-      mPools.push_back(pool);
-      return walker.NextAt(*next);
     }
   }
   mPools.push_back(pool);
-  return walker.Next();
+  return walker.NextAt(pool.location + pool.length);
+}
+
+void KVTSimRpm_SalvagePlan::Refuse(KVTSimRpm_ChainWalker const& walker) {
+  try {
+    walker.Header().Raise(walker.Fault(), walker.FileName(), __FILE__, __LINE__);
+  } catch (KVTBasException const& refusal) {
+    // The loader's own error for this record is the reason it is left out.
+    Finish(walker, &refusal);
+  }
 }
 
 bool KVTSimRpm_SalvagePlan::MendTornLength(KVTSimRpm_ChainWalker& walker) {
