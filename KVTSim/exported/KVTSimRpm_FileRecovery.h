@@ -7,8 +7,9 @@
 //   - a pool that is not the last stores its exact length as kept (a pool
 //     that was stored open ahead of other pools, or whose length was torn);
 //   - the last pool stores its length as kept when the header gave another
-//     one, or is stored open when its stored length reaches past the end of
-//     the file (the file then ends where its bytes end).
+//     one, or, when its stored length reaches past the end of the file, the
+//     length up to the end of the file (the chain then ends where the file
+//     does).
 // Everything after the kept bytes is left out.
 //
 //   KVTSimRpm_FileRecovery plan = KVTSimRpm_FileRecovery::Plan(name, "USR1");

@@ -63,12 +63,15 @@ KVTSimRpm_FileRecovery::KVTSimRpm_FileRecovery(KVTSimRpm_SalvagePlan const& plan
     KVTSimRpm_SalvagePlan::Pool const& pool = pools[i];
     std::uint64_t recovered = pool.length;
     if (i + 1 == pools.size()) {
-      // The last pool may stay open, as in a file closed normally; one whose
-      // stored length passes the end of the file must be, so that the chain
-      // ends where the file does.
-      bool const pastEnd = pool.location + pool.length > mReport.KeptBytes();
-      if (pastEnd || pool.storedLength == 0)
+      // The last pool may stay open, as in a file closed normally. One whose
+      // stored length passes the end of the file is cut to it, so that the
+      // chain ends where the file does; it stays frozen, since stored open
+      // it would take bytes inside it that look like a pool header for the
+      // start of another pool.
+      if (pool.storedLength == 0)
         recovered = 0;
+      else if (pool.location + pool.length > mReport.KeptBytes())
+        recovered = mReport.KeptBytes() - pool.location;
     }
     if (recovered != pool.storedLength) {
       mRewrites.push_back({static_cast<unsigned>(i), pool.location, pool.storedLength, recovered});
