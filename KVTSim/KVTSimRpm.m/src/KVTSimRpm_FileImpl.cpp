@@ -119,8 +119,16 @@ void KVTSimRpm_FileImpl::MakeCurrent(PoolRef const& pool) {
     // loss the file then holds a frozen pool whole, or still open (its length
     // taken from the file's end), never a frozen one missing data or one
     // whose torn length digits hide bytes written later.
+    PoolRef const current = mPoolContainer.ConstGet(mCurrentPoolIndex);
+    // Space allocated at the end and never written becomes part of the file
+    // (it reads as zeros, as it would once the next header is written), so
+    // that the file ends where the stored length says and a torn length can
+    // be told from a whole one by the file's end.
+    std::uint64_t const end = current->Location() + current->Length();
+    if (mOSFile.FileSize() < end)
+      mOSFile.Truncate(end);
     SyncBeforeLengthChange();
-    mPoolContainer.ConstGet(mCurrentPoolIndex)->Freeze();
+    current->Freeze();
     SyncBeforeLengthChange();
   }
   AddLoadedPool(pool);
