@@ -74,27 +74,36 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // A file already in the document is returned as it is, with the report it
   // had when it was salvaged, or one with nothing left out when it was added
   // otherwise. Raises KVTSimUttOSError when the file cannot be opened or
-  // read; the document is then unchanged.
+  // read, and the loader's error kinds only when a writer changes a header
+  // between the walk and the load; the document is then unchanged. Reads
+  // every byte of a pool stored open (for headers hidden inside it): the
+  // whole last pool of a file.
   KVTSimRpm_File AddFileSalvaged(KVTString const& fileName, KVTSimRpm_SalvageReport& report);
 
   // Creates a new file in directory with a unique name made from stem ("stem",
   // then "stem-1", "stem-2", ...; an existing file is never overwritten),
-  // with one new pool.
+  // with one new pool. The file's directory entry is synced, and the file
+  // takes the writer lock (see AddFile).
   KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem);
 
   // Creates a temporary file "kvtsim-XXXXXX" (mode 0600) in directory ("/tmp"
   // when empty), with one new pool; it is removed when the file is closed.
+  // It takes the writer lock (see AddFile).
   KVTSimRpm_File CreateTemporary(KVTString const& directory);
 
   // A free-standing directory with a fresh identifier, for serialising
   // references in the caller's memory.
   KVTSimRpm_PoolDirectory NewDirectory();
 
-  // Writes the current pool header of every open file and makes the data durable.
+  // Writes the current pool header of every open file and makes the data
+  // durable: when it returns, every pool and byte written before the call is
+  // on disk (fdatasync of each file; the name of a new file was synced when
+  // it was created).
   void Flush();
 
-  // Closes every file; the document then holds no file, a fresh pool map and
-  // an all-zero user signature.
+  // Closes every file, each made durable as by Flush and its writer lock
+  // released; the document then holds no file, a fresh pool map and an
+  // all-zero user signature.
   void Close();
 
   // Closes one file. Raises KVTSimExcCantGetFile when this document does not

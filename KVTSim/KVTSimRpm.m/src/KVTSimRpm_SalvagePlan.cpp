@@ -128,13 +128,16 @@ std::optional<std::uint64_t> KVTSimRpm_SalvagePlan::TornLengthEnd(KVTSimRpm_Chai
   // Digits within one sector are written whole: nothing to look for.
   if (digitsAt / kSector == (digitsAt + Header::kLengthDigits - 1) / kSector)
     return std::nullopt;
-  std::uint64_t const storedEnd = pool.location + pool.storedLength;
-  for (std::optional<std::uint64_t> at = walker.FindHeader(storedEnd + 1); at;
+  // The record holds at least its header: a torn length may be shorter.
+  std::uint64_t const from =
+      std::max(pool.location + pool.storedLength + 1, pool.location + pool.headerLength);
+  for (std::optional<std::uint64_t> at = walker.FindHeader(from); at;
        at = walker.FindHeader(*at + 1)) {
     if (TornFrom(pool, *at - pool.location))
       return at;
   }
-  if (walker.FileSize() > pool.location && TornFrom(pool, walker.FileSize() - pool.location))
+  if (walker.FileSize() >= pool.location + pool.headerLength &&
+      TornFrom(pool, walker.FileSize() - pool.location))
     return walker.FileSize();
   return std::nullopt;
 }
