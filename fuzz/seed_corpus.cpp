@@ -4,14 +4,16 @@
 //   kvtsim_fuzz_seeds OUTDIR
 //
 // makes OUTDIR/load (container files), OUTDIR/streams (a parameter head and
-// pool data holding stored integers, strings and locators) and
-// OUTDIR/directory (directory records of pools). Exit status 0 on success.
+// pool data holding stored integers, strings and locators),
+// OUTDIR/directory (directory records of pools) and OUTDIR/salvage (whole
+// and damaged container files). Exit status 0 on success.
 
 #include <sys/stat.h>
 
 #include <cstdint>
 #include <cstdio>
 #include <fstream>
+#include <iterator>
 #include <string>
 
 #include "KVTBasException.h"
@@ -19,12 +21,14 @@
 #include "KVTSimRpm_BStreamWriteLocator.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimRpm_PoolImpl.h"
 #include "kvtsim_fuzz_util.h"
 
 namespace {
 
 using Doc = KVTSimRpm_Document;
+using Header = KVTSimRpm_PoolHeader;
 
 void Save(std::string const& path, std::string const& bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
@@ -143,6 +147,24 @@ void DirectorySeeds(std::string const& dir) {
                                "f0f0f0f0f0f0400080000000000000d4");
 }
 
+// Damaged files as crashes leave them: a chain cut inside a header, a pool
+// stored open ahead of others, zeros where a header should be.
+void SalvageSeeds(std::string const& dir) {
+  std::string const whole = dir + "/three-pools.sim";
+  WriteChain(whole);
+  std::ifstream in(whole, std::ios::binary);
+  std::string const bytes((std::istreambuf_iterator<char>(in)), {});
+  Header first = Header::Decode(bytes.data());
+  std::size_t const second = static_cast<std::size_t>(first.StoredLength().value_or(0));
+  Save(dir + "/cut-in-header.sim", bytes.substr(0, second + 30));
+  Save(dir + "/cut-in-directory.sim", bytes.substr(0, second + 60));
+  std::string open = bytes;
+  first.SetStoredLength(0);
+  first.EncodeTo(&open[0]);
+  Save(dir + "/open-ahead.sim", open);
+  Save(dir + "/zeros-after.sim", bytes.substr(0, second) + std::string(512, '\0'));
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -152,9 +174,10 @@ int main(int argc, char** argv) {
   }
   std::string out = argv[1];
   try {
-    for (char const* leaf : {"", "/load", "/streams", "/directory"})
+    for (char const* leaf : {"", "/load", "/streams", "/directory", "/salvage"})
       mkdir((out + leaf).c_str(), 0755);
     LoadSeeds(out + "/load");
+    SalvageSeeds(out + "/salvage");
     StreamSeeds(out + "/streams");
     DirectorySeeds(out + "/directory");
   } catch (KVTBasException const& e) {

@@ -2,6 +2,8 @@
 
 #include <sys/stat.h>
 
+#include <cerrno>
+
 #include "KVTSimUttSysCalls.h"
 
 bool KVTSimUttFileUtils::FileExists(KVTString const& name) {
@@ -19,4 +21,8 @@ bool KVTSimUttFileUtils::SameFile(KVTString const& a, KVTString const& b) {
   }
   // Without both files on disk only the spelling can tell.
   return a == b;
+}
+
+bool KVTSimUttFileUtils::Remove(KVTString const& name) noexcept {
+  return KVTSimUttSysCalls::Current().Unlink(name.CStr()) == 0 || errno == ENOENT;
 }

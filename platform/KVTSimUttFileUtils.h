@@ -13,6 +13,9 @@ class KVTSimUttFileUtils {
   // True when both names denote one file: same device and inode when both
   // exist, otherwise the same name text.
   static bool SameFile(KVTString const& a, KVTString const& b);
+
+  // Removes the file name; true when it is gone (also when it did not exist).
+  static bool Remove(KVTString const& name) noexcept;
 };
 
 #endif  // KVTSIM_PLATFORM_KVTSIMUTTFILEUTILS_H_

@@ -36,6 +36,10 @@ KVTSimUttOSError::KVTSimUttOSError(char const* operation, KVTString const& fileN
       mErrorNumber(errorNumber),
       mSystemText(SystemTextOf(errorNumber)) {}
 
+KVTSimUttOSError::KVTSimUttOSError(char const* operation, KVTString const& fileName,
+                                   int errorNumber, char const* text) noexcept
+    : mOperation(operation), mFileName(fileName), mErrorNumber(errorNumber), mSystemText(text) {}
+
 KVTSimUttOSError::~KVTSimUttOSError() = default;
 
 atr_String KVTSimUttOSError::AsString(KVTBasStringMode) const {

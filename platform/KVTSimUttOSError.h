@@ -12,6 +12,12 @@ class KVTSIM_EXPORT KVTSimUttOSError : public KVTBasException {
   // operation: what failed, e.g. "open" or "write"; fileName: the file it
   // failed on; errorNumber: the errno value, whose text is taken here.
   KVTSimUttOSError(char const* operation, KVTString const& fileName, int errorNumber) noexcept;
+
+  // As above with text in place of the system's text for errorNumber, for a
+  // refusal that the number alone does not explain (a lock held by another
+  // writer: EAGAIN, "file is locked by another writer").
+  KVTSimUttOSError(char const* operation, KVTString const& fileName, int errorNumber,
+                   char const* text) noexcept;
   ~KVTSimUttOSError() override;
 
   char const* Operation() const noexcept { return mOperation.CStr(); }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <limits>
 #include <string>
@@ -21,6 +22,12 @@ constexpr std::uint64_t kMaxChunk = static_cast<std::uint64_t>(std::numeric_limi
 
 // Suffixes tried by CreateGenerated before it gives up on a crowded directory.
 constexpr int kMaxGeneratedSuffix = 9999;
+
+// Tries of OpenWrite while others create and remove the same name.
+constexpr int kMaxOpenOrCreateTries = 100;
+
+// Whether opens for writing take the writer lock (SetWriterLocking).
+std::atomic<bool> gWriterLocking{true};
 
 KVTSimUttSysCalls const& Calls() noexcept {
   return KVTSimUttSysCalls::Current();
@@ -80,6 +87,51 @@ int CloseAndRemove(int fd, KVTString const& name, bool remove) noexcept {
   return result;
 }
 
+// Opens name for reading and writing, creating it when it does not exist;
+// created tells which happened. Returns the descriptor, or -1 with errno.
+int OpenOrCreate(char const* name, bool& created) noexcept {
+  for (int i = 0; i < kMaxOpenOrCreateTries; ++i) {
+    int fd = OpenRetrying(name, O_RDWR);
+    if (fd >= 0 || errno != ENOENT) {
+      created = false;
+      return fd;
+    }
+    // Exclusive, so that a file someone else made meanwhile is opened, not
+    // taken for new.
+    fd = OpenRetrying(name, O_RDWR | O_CREAT | O_EXCL);
+    if (fd >= 0 || errno != EEXIST) {
+      created = fd >= 0;
+      return fd;
+    }
+  }
+  return -1;  // errno is EEXIST: the name keeps appearing and vanishing
+}
+
+// Makes the directory entry of name durable: a new file's name is part of
+// its directory, which fsync of the file alone does not write.
+void SyncDirectoryOf(KVTString const& name) {
+  std::string_view const path = name.View();
+  std::size_t const slash = path.rfind('/');
+  std::string const directory = slash == std::string_view::npos ? std::string(".")
+                                : slash == 0                    ? std::string("/")
+                                             : std::string(path.substr(0, slash));
+  int const fd = OpenRetrying(directory.c_str(), O_RDONLY | O_DIRECTORY);
+  if (fd < 0)
+    Raise("flush", ToKVTString(directory), errno, __LINE__);
+  int errorNumber = 0;
+  while (Calls().FSync(fd) != 0) {
+    if (errno != EINTR) {
+      errorNumber = errno;
+      break;
+    }
+  }
+  Calls().Close(fd);
+  // A file system that cannot sync a directory says EINVAL: its entries are
+  // as durable as it makes them.
+  if (errorNumber != 0 && errorNumber != EINVAL)
+    Raise("flush", ToKVTString(directory), errorNumber, __LINE__);
+}
+
 }  // namespace
 
 KVTSimUttOSFile::KVTSimUttOSFile() noexcept
@@ -96,10 +148,31 @@ void KVTSimUttOSFile::OpenRead(KVTString const& name) {
 
 void KVTSimUttOSFile::OpenUpdate(KVTString const& name) {
   Open(name, O_RDWR, false);
+  LockForWriting();
 }
 
 void KVTSimUttOSFile::OpenWrite(KVTString const& name) {
-  Open(name, O_RDWR | O_CREAT | O_TRUNC, false);
+  KVTSIM_ASSERT(mFd < 0);
+  bool created = false;
+  int const fd = OpenOrCreate(name.CStr(), created);
+  if (fd < 0)
+    Raise("open", name, errno, __LINE__);
+  Adopt(fd, name, false, false);
+  LockForWriting();
+  // Emptied only under the lock: the file of another writer keeps its bytes.
+  Truncate(0);
+  if (created)
+    SyncDirectoryOf(name);
+}
+
+void KVTSimUttOSFile::CreateNew(KVTString const& name) {
+  KVTSIM_ASSERT(mFd < 0);
+  int const fd = OpenRetrying(name.CStr(), O_RDWR | O_CREAT | O_EXCL);
+  if (fd < 0)
+    Raise("create", name, errno, __LINE__);
+  Adopt(fd, name, false, false);
+  LockForWriting();
+  SyncDirectoryOf(name);
 }
 
 void KVTSimUttOSFile::CreateGenerated(KVTString const& directory, KVTString const& stem, bool) {
@@ -112,6 +185,8 @@ void KVTSimUttOSFile::CreateGenerated(KVTString const& directory, KVTString cons
     int fd = OpenRetrying(name.CStr(), O_RDWR | O_CREAT | O_EXCL);
     if (fd >= 0) {
       Adopt(fd, name, false, false);
+      LockForWriting();
+      SyncDirectoryOf(name);
       return;
     }
     if (errno != EEXIST)
@@ -141,6 +216,7 @@ void KVTSimUttOSFile::CreateTemporary(KVTString const& directory) {
     Calls().Unlink(path.c_str());
     throw;
   }
+  LockForWriting();
 }
 
 std::uint64_t KVTSimUttOSFile::Read(char* buffer, std::uint64_t count) {
@@ -244,6 +320,42 @@ void KVTSimUttOSFile::Adopt(int fd, KVTString const& name, bool readOnly, bool r
   mReadOnly = readOnly;
   mRemoveOnClose = removeOnClose;
   mPosition = 0;
+}
+
+void KVTSimUttOSFile::LockForWriting() {
+  if (!WriterLocking())
+    return;
+  // The whole file, however far it grows; l_pid must be 0 for this kind of lock.
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = 0;
+  lock.l_len = 0;
+  int result;
+  do {
+    result = Calls().FcntlLock(mFd, F_OFD_SETLK, &lock);
+  } while (result != 0 && errno == EINTR);
+  if (result == 0)
+    return;
+  int const errorNumber = errno;
+  int const fd = mFd;
+  bool const remove = mRemoveOnClose;
+  mFd = -1;
+  mRemoveOnClose = false;
+  CloseAndRemove(fd, mName, remove);
+  if (errorNumber == EAGAIN || errorNumber == EACCES) {
+    KVTSimUttOSError error("lock", mName, EAGAIN, "file is locked by another writer");
+    error.Throw(__FILE__, __LINE__);
+  }
+  Raise("lock", mName, errorNumber, __LINE__);
+}
+
+void KVTSimUttOSFile::SetWriterLocking(bool enabled) noexcept {
+  gWriterLocking.store(enabled);
+}
+
+bool KVTSimUttOSFile::WriterLocking() noexcept {
+  return gWriterLocking.load();
 }
 
 void KVTSimUttOSFile::RequireOpen(char const* operation) const {

@@ -10,6 +10,25 @@
 // Operations other than the opens, Close and the accessors on an object that
 // is not open raise KVTSimUttOSError with EBADF.
 //
+// Writer lock. Every open for writing (OpenUpdate, OpenWrite, CreateNew,
+// CreateGenerated, CreateTemporary) takes an exclusive, non-blocking
+// open-file-description lock on the whole file (fcntl F_OFD_SETLK) before it
+// changes a byte, and the lock is released when the object closes the file.
+// It covers other processes and other objects of the same process alike: a
+// second writer is refused at once with KVTSimUttOSError ("lock", the file's
+// name, EAGAIN, "file is locked by another writer"), and the file is left as
+// it was (OpenWrite empties it only once the lock is held). OpenRead takes no
+// lock. SetWriterLocking(false) turns the lock off for the whole process, for
+// file systems without such locks (they refuse with ENOLCK, EINVAL or
+// EOPNOTSUPP, raised as "lock" errors).
+//
+// Durability. Flush makes the written data and the file size durable
+// (fdatasync). A create that makes a new directory entry (OpenWrite of a name
+// that did not exist, CreateNew, CreateGenerated) also makes the entry
+// durable (fsync of the directory) before it returns, so that the name
+// survives a power loss; temporary files are not synced, being removed at
+// close.
+//
 // REQUIRES: external synchronization. Callers that share one object between
 // threads hold Mutex() across each Seek and the transfer that follows it.
 
@@ -40,9 +59,14 @@ class KVTSIM_EXPORT KVTSimUttOSFile {
   void OpenUpdate(KVTString const& name);
 
   // Opens the file for reading and writing, creating it if needed, and
-  // truncates it to 0 bytes.
+  // truncates it to 0 bytes once the writer lock is held.
   // REQUIRES: the object is not open.
   void OpenWrite(KVTString const& name);
+
+  // Creates the file for reading and writing; raises ("create", EEXIST) when
+  // a file of that name exists, which is never touched.
+  // REQUIRES: the object is not open.
+  void CreateNew(KVTString const& name);
 
   // Creates a new file for reading and writing, never overwriting one: its
   // name is "<directory>/<stem>" when no such file exists, otherwise
@@ -93,6 +117,12 @@ class KVTSIM_EXPORT KVTSimUttOSFile {
   // again afterwards.
   void Close();
 
+  // Whether opens for writing take the writer lock (see the class comment);
+  // true unless turned off. Process-wide; safe to call from any thread, and
+  // takes effect at the next open.
+  static void SetWriterLocking(bool enabled) noexcept;
+  static bool WriterLocking() noexcept;
+
   // The name given at open, or the name chosen by a create; it stays after Close.
   KVTString const& FileName() const noexcept { return mName; }
   bool ReadOnly() const noexcept { return mReadOnly; }
@@ -103,6 +133,9 @@ class KVTSIM_EXPORT KVTSimUttOSFile {
  private:
   void Open(KVTString const& name, int flags, bool readOnly);
   void Adopt(int fd, KVTString const& name, bool readOnly, bool removeOnClose);
+  // Takes the writer lock on the adopted file; on failure closes it (removing
+  // a temporary file) and raises.
+  void LockForWriting();
   void RequireOpen(char const* operation) const;
 
   int mFd;

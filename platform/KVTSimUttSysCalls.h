@@ -9,6 +9,7 @@
 #ifndef KVTSIM_PLATFORM_KVTSIMUTTSYSCALLS_H_
 #define KVTSIM_PLATFORM_KVTSIMUTTSYSCALLS_H_
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -26,6 +27,9 @@ struct KVTSimUttSysCalls {
   int (*Close)(int fd);
   int (*Unlink)(char const* path);
   ssize_t (*GetRandom)(void* buffer, std::size_t count, unsigned flags);
+  int (*FSync)(int fd);
+  // fcntl with a lock command (F_OFD_SETLK, F_OFD_GETLK, ...).
+  int (*FcntlLock)(int fd, int command, struct flock* lock);
 
   // The table in use; initially the real calls.
   static KVTSimUttSysCalls& Current() noexcept;

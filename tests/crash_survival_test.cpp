@@ -13,10 +13,12 @@
 //
 // Each chain of writers shares one file: the first creates it, the later
 // ones reopen it for update, start a new pool (so that a torn record stays at
-// the end of the old one) and go on after the last record that read back. After each kill a new
-// document opens the file read-only and reads the records pool by pool, each pool up to its first
-// record that does not read back; the records found must run 0, 1, 2, ... and include every
-// committed one.
+// the end of the old one) and go on after the last record that read back.
+// After each kill a new document opens the file read-only (recovering it in
+// place first when the loader refuses it) and reads the records pool by
+// pool, each pool up to its first record that does not read back; the
+// records found must run 0, 1, 2, ... and include every committed one, and a
+// salvage read of the file as the kill left it must find the same.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -35,8 +37,8 @@
 #include "KVTSimRpm_BStreamAppendToPool.h"
 #include "KVTSimRpm_BStreamReadLocator.h"
 #include "KVTSimRpm_BStreamWriteLocator.h"
-#include "KVTSimRpm_ChainWalker.h"
 #include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_FileRecovery.h"
 #include "kvtsim_test_util.h"
 
 namespace {
@@ -230,35 +232,38 @@ class CrashSurvivalTest : public testing::Test {
     return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL ? committed : -1;
   }
 
-  // Where the chain of pools stops being whole: the start of a last pool
-  // whose header or directory runs past the end of the file, or npos. A
-  // header written at the end of the file can be cut at a page boundary when
-  // the writer is killed inside that one write; the file then opens again
-  // once it is truncated there, which is what the README tells users to do.
-  static std::size_t TornLastHeader(std::string const& path) {
-    KVTSimRpm_ChainWalker walker(KVTString(path.c_str()), nullptr);
-    while (walker.Next()) {
-    }
-    bool const torn = walker.StopReason() == KVTSimRpm_ChainWalker::StopBroken &&
-                      (walker.Fault() == KVTSimRpm_PoolHeader::FaultCutShort ||
-                       walker.Fault() == KVTSimRpm_PoolHeader::FaultDirectoryPastEnd);
-    return torn ? walker.Location() : std::string::npos;
-  }
-
   // Opens what the killed writer left; returns the records that read back.
+  // A header written at the end of the file can be cut at a page boundary
+  // when the writer is killed inside that one write, and the loader then
+  // refuses the file: it is recovered in place, as kvtsim-pool recover
+  // --in-place does, and must give back what the salvage read found.
   static int RecordsOnDisk(std::string const& path) {
     if (access(path.c_str(), F_OK) != 0)
       return 0;  // killed before it created the file
+    int const salvaged = SalvagedRecords(path);
     try {
-      return RecordsIn(path);
+      int const found = RecordsIn(path);
+      EXPECT_EQ(found, salvaged) << "the salvage read of a whole file differs";
+      return found;
     } catch (KVTBasException const&) {
-      std::size_t torn = TornLastHeader(path);
-      if (torn == std::string::npos)
-        throw;
-      std::printf("torn last pool header at %zu: truncated there\n", torn);
-      kvtsim_test::Shrink(path, torn);
-      return RecordsIn(path);
+      std::string const tail = path + ".tail";
+      KVTSimRpm_FileRecovery const recovery = KVTSimRpm_FileRecovery::RecoverInPlace(
+          KVTString(path.c_str()), KVTString(tail.c_str()), "USR1");
+      std::printf("refused by the loader (%s at %llu): recovered in place, %llu bytes dropped\n",
+                  recovery.Report().Reason().c_str(),
+                  static_cast<unsigned long long>(recovery.Report().FirstLeftOutOffset()),
+                  static_cast<unsigned long long>(recovery.Report().BytesLeftOut()));
+      std::remove(tail.c_str());
+      int const found = RecordsIn(path);
+      EXPECT_EQ(found, salvaged) << "recovery gave back other records than the salvage read";
+      return found;
     }
+  }
+
+  static int SalvagedRecords(std::string const& path) {
+    Doc reader("USR1");
+    KVTSimRpm_SalvageReport report;
+    return CountRecords(reader.AddFileSalvaged(KVTString(path.c_str()), report));
   }
 
   static int RecordsIn(std::string const& path) {

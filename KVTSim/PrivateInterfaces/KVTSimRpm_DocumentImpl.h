@@ -72,6 +72,13 @@ class KVTSIM_EXPORT KVTSimRpm_DocumentImpl : public mem_AllocationOperators {
                                                 KVTSimRpm_Document::AccessMode mode,
                                                 std::vector<int> const& references);
 
+  // Adds a file read-only through a salvage read (KVTSimRpm_FileImpl::
+  // OpenSalvaged) and fills report; a file already in the document is
+  // returned with its own report (KVTSimRpm_FileImpl::SalvageReport). Errors
+  // leave the document unchanged.
+  KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> AddFileSalvaged(KVTString const& name,
+                                                        KVTSimRpm_SalvageReport& report);
+
   // Creates a new uniquely named file in directory a from stem b, or a
   // temporary file in directory a (removed when it is closed), each with one
   // new pool, and adds it. Errors leave the document unchanged.

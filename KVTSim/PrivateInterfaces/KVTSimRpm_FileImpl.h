@@ -21,12 +21,14 @@
 
 #include <cstdint>
 #include <vector>
+#include <optional>
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
 #include "KVTSimRpm_BlockCache.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "KVTSimRpm_PoolImpl.h"
+#include "KVTSimRpm_SalvageReport.h"
 #include "KVTSimRpm_StrongRef.h"
 #include "KVTSimRpm_WeakRef.h"
 #include "KVTSimUttOSFile.h"
@@ -54,6 +56,13 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   // opened, and the load errors of KVTSimRpm_PoolImpl::Load.
   void OpenRead(KVTString const& name);
   void OpenUpdate(KVTString const& name);
+
+  // Opens an existing file read-only and loads the pools a salvage read
+  // keeps (KVTSimRpm_SalvagePlan), with the lengths it gives them; pools
+  // whose identifier the document has loaded already are left out with the
+  // rest. SalvageReport() then tells what was kept. Raises KVTSimUttOSError
+  // when the file cannot be opened or read.
+  void OpenSalvaged(KVTString const& name);
 
   // Open the file empty (OpenWrite), create a new uniquely named file in
   // directory a from stem b (CreateGenerated), or a temporary file in
@@ -156,6 +165,11 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   std::uint64_t FileLength() const noexcept { return mFileLength; }
   KVTSimRpm_DocumentImpl& Document() const noexcept { return mDocument; }
 
+  // What the salvage read that opened the file kept; for a file opened
+  // otherwise, a report of its pools and logical length with nothing left
+  // out.
+  KVTSimRpm_SalvageReport SalvageReport() const;
+
  private:
   using PoolRef = KVTSimRpm_StrongRef<KVTSimRpm_PoolImpl>;
 
@@ -167,6 +181,10 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
                                     char* buffer);
   // The first pool of a new file; a null references lists every known pool.
   void CreateFirstPool(std::vector<int> const* references);
+  // Makes what was written so far durable before a header changes a stored
+  // length, so that no interrupted write leaves a header that claims bytes
+  // the file does not hold, or a torn length beside bytes written after it.
+  void SyncBeforeLengthChange();
   void AddLoadedPool(PoolRef const& pool);
   // What NewPool and AppendPool put back when they fail part-way.
   struct ChainState {
@@ -194,6 +212,7 @@ class KVTSIM_EXPORT KVTSimRpm_FileImpl : public mem_AllocationOperators {
   std::uint64_t mFileLength;
   std::uint64_t mPosition;
   KVTSimRpm_BlockCache mCache;
+  std::optional<KVTSimRpm_SalvageReport> mSalvageReport;
 };
 
 #endif  // KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_FILEIMPL_H_

@@ -16,6 +16,7 @@
 #define KVTSIM_PRIVATEINTERFACES_KVTSIMRPM_POOLIMPL_H_
 
 #include <cstdint>
+#include <optional>
 
 #include "KVTBasMem.h"
 #include "KVTSimExport.h"
@@ -50,6 +51,11 @@ class KVTSIM_EXPORT KVTSimRpm_PoolImpl : public mem_AllocationOperators {
   // reaches past fileEnd is accepted as stored (a tail allocated but never
   // written).
   void Load(std::uint64_t fileEnd);
+
+  // As Load(fileEnd) for a header that stored length as its record length,
+  // whatever it stores: a salvaged pool closed up where the next pool
+  // begins. StoredOpen() still tells what the header stores.
+  void Load(std::uint64_t fileEnd, std::uint64_t length);
 
   // Writes the header and the directory record in one write; the data area
   // is untouched. Raises what the file image raises (KVTSimExcAllocReadOnly,
@@ -96,6 +102,7 @@ class KVTSIM_EXPORT KVTSimRpm_PoolImpl : public mem_AllocationOperators {
   bool ReadOnly() const;
 
  private:
+  void LoadRecord(std::uint64_t fileEnd, std::optional<std::uint64_t> length);
   bool IsLastInFile() const;
   KVTSimRpm_Locator At(std::uint64_t dataOffset) const;
 

@@ -50,4 +50,8 @@
 #include "KVTSimRpm_ChainWalker.h"
 #include "KVTSimRpm_PoolHeader.h"
 
+// Salvage reads and recovery of damaged files.
+#include "KVTSimRpm_FileRecovery.h"
+#include "KVTSimRpm_SalvageReport.h"
+
 #endif  // KVTSIM_EXPORTED_KVTSIMPOOLMANAGER_H_

@@ -39,6 +39,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "KVTSimExport.h"
@@ -79,6 +80,21 @@ class KVTSIM_EXPORT KVTSimRpm_ChainWalker {
   // then stays current. Raises KVTSimUttOSError when the system refuses a
   // read; the walker is then unchanged.
   bool Next();
+
+  // As Next(), but reads the record at location instead of the one at the
+  // current record's end: the walk then goes on from there. False, and
+  // stopped, when location is the end of the file (StopChainEnd) or past it
+  // (StopPastEnd), or when the walk has already stopped.
+  bool NextAt(std::uint64_t location);
+
+  // The offset of the first pool header at or after from that the loader
+  // would accept at that offset: its bytes pass every check of
+  // KVTSimRpm_PoolHeader::Check there (with the user signature given to the
+  // walker) and the file holds its directory. None when the file holds no
+  // such header from there on. Looks at every byte from from to the end of
+  // the file, in pieces; the current record and the walk stay as they were.
+  // Raises KVTSimUttOSError when the system refuses a read.
+  std::optional<std::uint64_t> FindHeader(std::uint64_t from);
 
   // The current record. REQUIRES: a call of Next() returned true.
   // Index: 0 for the first record of the file. Location: its offset.

@@ -23,6 +23,7 @@
 #include "KVTSimExport.h"
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_PoolDirectory.h"
+#include "KVTSimRpm_SalvageReport.h"
 #include "KVTString.h"
 
 class KVTSimRpm_DocumentImpl;
@@ -61,6 +62,15 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // (AccessRead, AccessUpdate); AccessWrite on such a file raises
   // KVTSimExcCantCreateFile. Open and load errors (KVTSimUttOSError, the
   // KVTSimExc kinds of a damaged file) leave the document unchanged.
+  //
+  // AccessWrite and AccessUpdate take the writer lock (see SetWriterLocking):
+  // when another writer, in this process or another, has the file open for
+  // writing, they raise KVTSimUttOSError with Operation() "lock",
+  // ErrorNumber() EAGAIN and the file's name, at once and without touching
+  // the file. AccessRead takes no lock: a reader may open a file while its
+  // writer appends, and sees every pool written so far and the last pool's
+  // bytes up to the file's end at that moment (a header being written at
+  // that very moment can make the open fail; AddFileSalvaged does not).
   KVTSimRpm_File AddFile(KVTString const& fileName, AccessMode mode);
 
   // As AddFile(fileName, mode); with AccessWrite the new file's first pool
@@ -71,9 +81,30 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   KVTSimRpm_File AddFile(KVTString const& fileName, AccessMode mode,
                          std::vector<KVTSimRpm_Pool> const& references);
 
+  // Adds a file read-only as AddFile(fileName, AccessRead) does, but loads
+  // the longest prefix of its chain that holds whole pools instead of
+  // refusing a damaged file, and describes in report what it kept and left
+  // out. Never writes to the file. Every pool it keeps passes the checks the
+  // loader applies; a file that AddFile opens gives the same pools (and a
+  // report with nothing left out), except that a pool stored open ahead of
+  // other pools, which AddFile takes to reach the end of the file, is closed
+  // up where the next pool header lies, and the pools after it are kept.
+  // See KVTSimRpm_SalvageReport for the cases it handles. A file with no
+  // whole pool gives a file without pools (PoolCount() 0).
+  // A file already in the document is returned as it is, with the report it
+  // had when it was salvaged, or one with nothing left out when it was added
+  // otherwise. Raises KVTSimUttOSError when the file cannot be opened or
+  // read, and the loader's error kinds only when a writer changes a header
+  // between the walk and the load; the document is then unchanged. Reads
+  // every byte of a pool stored open (for headers hidden inside it): the
+  // whole last pool of a file.
+  KVTSimRpm_File AddFileSalvaged(KVTString const& fileName, KVTSimRpm_SalvageReport& report);
+
   // Creates a new file in directory with a unique name made from stem ("stem",
   // then "stem-1", "stem-2", ...; an existing file is never overwritten),
-  // with one new pool. Raises KVTSimUttOSError when no file can be created.
+  // with one new pool. The file's directory entry is synced, and the file
+  // takes the writer lock (see AddFile). Raises KVTSimUttOSError when no file
+  // can be created.
   KVTSimRpm_File CreateGenerated(KVTString const& directory, KVTString const& stem);
 
   // As above with a first pool that lists only itself and the pools in
@@ -84,7 +115,8 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
 
   // Creates a temporary file "kvtsim-XXXXXX" (mode 0600) in directory ("/tmp"
   // when empty), with one new pool; it is removed when the file is closed.
-  // Raises KVTSimUttOSError when no file can be created.
+  // It takes the writer lock (see AddFile). Raises KVTSimUttOSError when no
+  // file can be created.
   KVTSimRpm_File CreateTemporary(KVTString const& directory);
 
   // A free-standing directory with a fresh identifier, for serialising
@@ -107,13 +139,17 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   std::uint64_t ReadCacheLimit() const;
 
   // Writes the current pool header of every open file and makes the data
-  // durable. Raises KVTSimUttOSError when a write or the sync fails.
+  // durable: when it returns, every pool and byte written before the call is
+  // on disk (fdatasync of each file; the name of a new file was synced when
+  // it was created).
   void Flush();
 
-  // Closes every file; the document then holds no file, a fresh pool map and
-  // an all-zero user signature. Handles, locators and directories of the
-  // closed files stay the caller's, but may no longer be used (above).
-  // Raises the errors of writing the current pool headers back.
+  // Closes every file, each made durable as by Flush and its writer lock
+  // released; the document then holds no file, a fresh pool map and an
+  // all-zero user signature.
+  // Handles, locators and directories of the closed files stay the caller's,
+  // but may no longer be used (above). Raises the errors of writing the
+  // current pool headers back.
   void Close();
 
   // Closes one file. Raises KVTSimExcCantGetFile when this document does not
@@ -130,6 +166,18 @@ class KVTSIM_EXPORT KVTSimRpm_Document {
   // Raises KVTSimExcNotSimFile when the file is shorter than 9 bytes, and
   // KVTSimUttOSError when it cannot be opened or read.
   static bool BinaryUpgradeRequired(KVTString const& fileName);
+
+  // Turns the writer lock taken by AccessWrite, AccessUpdate,
+  // CreateGenerated and CreateTemporary on or off for the whole process (on
+  // by default), for file systems that have no open-file-description locks
+  // (their opens for writing then fail with a "lock" KVTSimUttOSError such
+  // as ENOLCK). With the lock off nothing keeps two writers from one file,
+  // and two writers damage it. Takes effect at the next open; files already
+  // open keep their locks. Safe to call from any thread.
+  static void SetWriterLocking(bool enabled);
+
+  // Whether opens for writing take the writer lock.
+  static bool WriterLocking();
 
  private:
   KVTSimRpm_DocumentImpl& Impl() const;

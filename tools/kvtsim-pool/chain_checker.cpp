@@ -1,6 +1,6 @@
 #include "chain_checker.h"
 
-#include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "text_format.h"
@@ -10,9 +10,6 @@ namespace kvtsim_pool {
 namespace {
 
 using Header = KVTSimRpm_PoolHeader;
-
-// The open record is read in pieces of this size when it is scanned.
-constexpr std::uint64_t kScanChunk = 1 << 20;
 
 std::string Where(std::string const& path, unsigned index, std::uint64_t offset) {
   return path + ": pool " + std::to_string(index) + " at offset " + std::to_string(offset);
@@ -103,34 +100,13 @@ bool ChainChecker::CheckLayout(KVTSimRpm_ChainWalker const& walker, std::string 
 
 void ChainChecker::ScanOpenRecord(KVTSimRpm_ChainWalker& walker, std::uint64_t dataStart,
                                   std::string const& where) {
-  std::string const signature(reinterpret_cast<char const*>(Header::kFormatSignature),
-                              Header::kSignatureSize);
-  std::string bytes;
-  for (std::uint64_t base = dataStart; base < walker.FileSize(); base += kScanChunk) {
-    // Read a header's worth past the piece so that one across its end is seen.
-    bytes.resize(kScanChunk + Header::kSize - 1);
-    bytes.resize(walker.Read(base, bytes.size(), &bytes[0]));
-    for (std::size_t at = bytes.find(signature); at != std::string::npos && at < kScanChunk;
-         at = bytes.find(signature, at + 1)) {
-      if (at + Header::kSize <= bytes.size() && LooksLikeHeader(bytes.data() + at)) {
-        Note(where, "stored open, yet a pool header lies inside it at file offset " +
-                        std::to_string(base + at) + ": only the last pool of a file may be " +
-                        "open (were files joined end to end?)");
-        return;
-      }
-    }
+  // The same search the salvage read makes before it closes a pool up.
+  std::optional<std::uint64_t> const hidden = walker.FindHeader(dataStart);
+  if (hidden) {
+    Note(where, "stored open, yet a pool header lies inside it at file offset " +
+                    std::to_string(*hidden) + ": only the last pool of a file may be " +
+                    "open (were files joined end to end?)");
   }
-}
-
-bool ChainChecker::LooksLikeHeader(char const* bytes) const {
-  Header const header = Header::Decode(bytes);
-  char const* padding = bytes + Header::kPaddingOffset;
-  bool const zeroPadding =
-      std::all_of(padding, padding + Header::kPaddingSize, [](char c) { return c == '\0'; });
-  bool const sameSignature =
-      !mSignature || header.CheckUserSignature(mSignature->data()) == Header::FaultNone;
-  return header.CheckVersion() == Header::FaultNone && zeroPadding &&
-         header.CheckLengthDigits() == Header::FaultNone && sameSignature;
 }
 
 void ChainChecker::CheckUniqueIdentifiers() {

@@ -7,9 +7,10 @@
 //    least 1 and the directory lies inside the record and the file;
 //  - the chain of records ends exactly at the end of the file;
 //  - only the last record of a file is stored open (length "0...0"): an open
-//    record reaches to the end of the file, so a pool record found inside
-//    one means that records were hidden by it (for instance files joined
-//    end to end);
+//    record reaches to the end of the file, so a pool header found inside
+//    one (one the loader would take there: KVTSimRpm_ChainWalker::
+//    FindHeader, the search the salvage read makes) means that records were
+//    hidden by it (for instance files joined end to end);
 //  - no identifier names two pools among the files walked.
 // The header problems are those the loader's own checks find
 // (KVTSimRpm_PoolHeader), so a header is reported if and only if the loader
@@ -53,7 +54,6 @@ class ChainChecker {
   bool CheckLayout(KVTSimRpm_ChainWalker const& walker, std::string const& where);
   void ScanOpenRecord(KVTSimRpm_ChainWalker& walker, std::uint64_t dataStart,
                       std::string const& where);
-  bool LooksLikeHeader(char const* bytes) const;
   void Note(std::string const& where, std::string const& what);
 
   std::optional<std::string> mSignature;

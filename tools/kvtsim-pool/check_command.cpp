@@ -47,6 +47,8 @@ int CheckCommand::Run() {
   std::size_t const pools = CheckChains(signature);
   if (signature)
     CheckLoad(*signature);
+  if (signature && !mProblems.empty())
+    SuggestRecover(*signature);
   Report(pools);
   return mProblems.empty() ? 0 : 1;
 }
@@ -110,11 +112,34 @@ void CheckCommand::CheckDirectories(ReadOnlyDocument const& document, std::size_
   }
 }
 
+void CheckCommand::SuggestRecover(UserSignature const& signature) {
+  for (std::string const& path : mFiles) {
+    mCurrent = path;
+    KVTSimRpm_FileRecovery const plan =
+        KVTSimRpm_FileRecovery::Plan(KVTString(path.c_str()), signature.Bytes());
+    KVTSimRpm_SalvageReport const& report = plan.Report();
+    if (!plan.ChangesFile() || report.PoolsKept() == 0)
+      continue;
+    std::string hint = path + ": 'kvtsim-pool recover " + path + " -o OUT' (or --in-place) " +
+                       "makes a file the library opens, keeping " +
+                       Counted(report.PoolsKept(), "pool") + " (" +
+                       std::to_string(report.KeptBytes()) + " bytes)";
+    if (report.ClosedUp())
+      hint += ", " + Counted(report.PoolsClosedUp(), "pool") + " closed up";
+    if (report.LeftOut())
+      hint += " and dropping " + std::to_string(report.BytesLeftOut()) + " bytes from offset " +
+              std::to_string(report.FirstLeftOutOffset()) + " (" + report.Reason() + ")";
+    mHints.push_back(hint);
+  }
+}
+
 void CheckCommand::Report(std::size_t pools) const {
   for (std::string const& problem : mProblems)
     std::printf("%s\n", problem.c_str());
   for (std::string const& note : mNotes)
     std::printf("note: %s\n", note.c_str());
+  for (std::string const& hint : mHints)
+    std::printf("hint: %s\n", hint.c_str());
   std::string const scope = Counted(mFiles.size(), "file") + ", " + Counted(pools, "pool");
   std::string const found =
       mProblems.empty() ? "no problems" : Counted(mProblems.size(), "problem");

@@ -10,6 +10,9 @@
 //     a file not given, or a free-standing directory) is reported as
 //     unresolved: references through it cannot be followed in this
 //     document. --allow-unresolved lists those as notes instead.
+// When a file has problems that recover mends (pools a salvage read keeps
+// while the loader refuses the file or hides pools), a hint line names the
+// recover command and what it would keep and drop.
 // Exit status 0 when no problem was found, 1 otherwise.
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_CHECK_COMMAND_H_
@@ -41,6 +44,7 @@ class CheckCommand : public Command {
   std::size_t CheckChains(std::optional<UserSignature> const& signature);
   void CheckLoad(UserSignature const& signature);
   void CheckDirectories(ReadOnlyDocument const& document, std::size_t file);
+  void SuggestRecover(UserSignature const& signature);
   void Report(std::size_t pools) const;
 
   ToolOptions const& mOptions;
@@ -49,6 +53,7 @@ class CheckCommand : public Command {
   std::string mCurrent;
   std::vector<std::string> mProblems;
   std::vector<std::string> mNotes;
+  std::vector<std::string> mHints;
 };
 
 }  // namespace kvtsim_pool

@@ -3,9 +3,9 @@
 // A command adds itself, with its arguments and options, to the program's
 // command line (Attach); after a successful parse the program runs the one
 // the user named (Run). Exit statuses: 0 for success, 1 when a check found
-// problems; usage and I/O errors are raised (ToolError, or an error kind of
-// the library) and end the program with status 2 and one line on standard
-// error naming Subject() or the file the error names.
+// problems (recover: when it dropped something); usage and I/O errors are raised (ToolError, or an
+// error kind of the library) and end the program with status 2 and one line on standard error
+// naming Subject() or the file the error names.
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_COMMAND_H_
 #define KVTSIM_TOOLS_KVTSIM_POOL_COMMAND_H_
@@ -23,6 +23,9 @@ struct ToolOptions {
   // --sig: the document's user signature; empty to take it from the first
   // pool header of the first file.
   std::string signature;
+
+  // --no-lock: files opened for writing take no writer lock.
+  bool noLock = false;
 };
 
 class Command {

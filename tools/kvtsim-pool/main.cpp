@@ -1,10 +1,11 @@
 // kvtsim-pool: looks inside, checks and copies container files of the pool
 // manager from the command line.
 //
-//   kvtsim-pool [--sig XXXX] COMMAND ARGS...   (kvtsim-pool --help lists the commands)
+//   kvtsim-pool [--sig XXXX] [--no-lock] COMMAND ARGS...   (--help lists the commands)
 //
-// Exit status: 0 on success, 1 when check finds problems, 2 on usage or I/O
-// errors, with one line on standard error naming the file and the error kind:
+// Exit status: 0 on success, 1 when check finds problems or recover drops
+// bytes, 2 on usage or I/O errors (and when recover can keep nothing), with
+// one line on standard error naming the file and the error kind:
 //   kvtsim-pool ls: demo/mesh.sim: KVTSimExcCorruptDirectory
 
 #include <CLI/CLI.hpp>
@@ -17,6 +18,7 @@
 #include <vector>
 
 #include "KVTBasException.h"
+#include "KVTSimRpm_Document.h"
 #include "check_command.h"
 #include "command.h"
 #include "cp_command.h"
@@ -24,6 +26,7 @@
 #include "dir_command.h"
 #include "dump_command.h"
 #include "ls_command.h"
+#include "recover_command.h"
 #include "tool_error.h"
 #include "type_command.h"
 
@@ -36,10 +39,14 @@ void AddCommonOptions(CLI::App& app, ToolOptions& options) {
   app.add_option("--sig", options.signature,
                  "The document's 4-byte user signature (default: the one stored in the first "
                  "pool header of the first file)");
+  app.add_flag("--no-lock", options.noLock,
+               "Take no writer lock on files opened for writing (for file systems without "
+               "open-file-description locks); nothing then keeps two writers apart");
   app.set_version_flag("--version", "kvtsim-pool " KVTSIM_POOL_VERSION);
   app.footer(
       "Run 'kvtsim-pool COMMAND --help' for a command's arguments and output. Exit status: 0 "
-      "on\nsuccess, 1 when check finds problems, 2 on usage or I/O errors.");
+      "on\nsuccess, 1 when check finds problems or recover drops bytes, 2 on usage or I/O "
+      "errors.");
   app.require_subcommand(1);
   // Lets --sig follow the command name too.
   app.fallthrough();
@@ -90,6 +97,7 @@ int Main(int argc, char** argv) {
   commands.push_back(std::make_unique<DumpCommand>(options));
   commands.push_back(std::make_unique<CheckCommand>(options));
   commands.push_back(std::make_unique<CpCommand>(options));
+  commands.push_back(std::make_unique<RecoverCommand>(options));
   commands.push_back(std::make_unique<DemoCommand>(options));
   std::vector<CLI::App*> subcommands;
   for (auto& command : commands)
@@ -105,6 +113,8 @@ int Main(int argc, char** argv) {
     if (!subcommands[i]->parsed())
       continue;
     char const* name = subcommands[i]->get_name().c_str();
+    if (options.noLock)
+      KVTSimRpm_Document::SetWriterLocking(false);
     return CheckOutput(name, RunCommand(name, *commands[i]));
   }
   return kUsageOrIOError;  // require_subcommand(1) makes this unreachable

@@ -5,6 +5,13 @@
 
 #include "KVTSimUttOSFile.h"
 
+namespace {
+
+// FindHeader reads the file in pieces of this size.
+constexpr std::size_t kScanPiece = std::size_t{1} << 20;
+
+}  // namespace
+
 KVTSimRpm_ChainWalker::KVTSimRpm_ChainWalker(KVTString const& fileName, char const* userSignature)
     : mFile(new KVTSimUttOSFile),
       mUserSignature(),
@@ -41,12 +48,41 @@ bool KVTSimRpm_ChainWalker::Next() {
     offset = End();
   }
   // Record lengths are bounded by 16 digits, so End() never wraps.
-  if (offset == mFileSize)
-    return Finish(StopChainEnd, offset);
-  if (offset > mFileSize)
-    return Finish(StopPastEnd, offset);
-  ReadRecord(offset);
+  return NextAt(offset);
+}
+
+bool KVTSimRpm_ChainWalker::NextAt(std::uint64_t location) {
+  if (mStop != StopNone)
+    return false;
+  if (location == mFileSize)
+    return Finish(StopChainEnd, location);
+  if (location > mFileSize)
+    return Finish(StopPastEnd, location);
+  ReadRecord(location);
   return true;
+}
+
+std::optional<std::uint64_t> KVTSimRpm_ChainWalker::FindHeader(std::uint64_t from) {
+  using Header = KVTSimRpm_PoolHeader;
+  char const* sig = mCheckUserSignature ? mUserSignature : nullptr;
+  char const first = static_cast<char>(Header::kFormatSignature[0]);
+  std::string bytes;
+  for (std::uint64_t base = from; base < mFileSize; base += kScanPiece) {
+    // A header's worth past the piece, so that one across its end is seen.
+    bytes.resize(kScanPiece + Header::kSize - 1);
+    bytes.resize(Read(base, bytes.size(), &bytes[0]));
+    char const* const begin = bytes.data();
+    std::size_t const limit = std::min<std::size_t>(kScanPiece, bytes.size());
+    for (char const* at = static_cast<char const*>(std::memchr(begin, first, limit)); at != nullptr;
+         at = static_cast<char const*>(std::memchr(at + 1, first, limit - (at + 1 - begin)))) {
+      std::size_t const offset = static_cast<std::size_t>(at - begin);
+      if (bytes.size() - offset < Header::kSize)
+        break;  // the file ends inside this header
+      if (Header::Decode(at).Check(base + offset, mFileSize, sig) == Header::FaultNone)
+        return base + offset;
+    }
+  }
+  return std::nullopt;
 }
 
 void KVTSimRpm_ChainWalker::ReadRecord(std::uint64_t location) {

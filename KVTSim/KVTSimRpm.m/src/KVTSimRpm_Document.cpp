@@ -2,6 +2,7 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_DocumentImpl.h"
+#include "KVTSimUttOSFile.h"
 
 namespace {
 
@@ -47,6 +48,11 @@ KVTSimRpm_File KVTSimRpm_Document::AddFile(KVTString const& fileName, AccessMode
   if (mode != AccessWrite && !references.empty())
     RaiseValidationFailure(__LINE__);
   return KVTSimRpm_File(impl.AddFile(fileName, mode, impl.ReferenceSlots(references)));
+}
+
+KVTSimRpm_File KVTSimRpm_Document::AddFileSalvaged(KVTString const& fileName,
+                                                   KVTSimRpm_SalvageReport& report) {
+  return KVTSimRpm_File(Impl().AddFileSalvaged(fileName, report));
 }
 
 KVTSimRpm_File KVTSimRpm_Document::CreateGenerated(KVTString const& directory,
@@ -95,4 +101,12 @@ KVTSimRpm_Document::FileType KVTSimRpm_Document::GetFileType(KVTString const& fi
 
 bool KVTSimRpm_Document::BinaryUpgradeRequired(KVTString const& fileName) {
   return KVTSimRpm_DocumentImpl::BinaryUpgradeRequired(fileName);
+}
+
+void KVTSimRpm_Document::SetWriterLocking(bool enabled) {
+  KVTSimUttOSFile::SetWriterLocking(enabled);
+}
+
+bool KVTSimRpm_Document::WriterLocking() {
+  return KVTSimUttOSFile::WriterLocking();
 }

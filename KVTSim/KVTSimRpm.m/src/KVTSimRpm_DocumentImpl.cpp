@@ -89,6 +89,24 @@ KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::Add(
   return Adopt(file);
 }
 
+KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::AddFileSalvaged(
+    KVTString const& name, KVTSimRpm_SalvageReport& report) {
+  FileRef same = FindSameFile(name);
+  if (!same.Null()) {
+    report = same->SalvageReport();
+    return same;
+  }
+  FileRef file(new KVTSimRpm_FileImpl(*this));
+  try {
+    file->OpenSalvaged(name);
+  } catch (...) {
+    file->DetachPools();
+    throw;
+  }
+  report = file->SalvageReport();
+  return Adopt(file);
+}
+
 KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::CreateGenerated(KVTString const& a,
                                                                               KVTString const& b) {
   return Generate(a, b, nullptr);

@@ -7,6 +7,7 @@
 #include "KVTSimRpm_Buffer.h"
 #include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_PoolMap.h"
+#include "KVTSimRpm_SalvagePlan.h"
 #include "KVTSimRpm_TidyLock.h"
 #include "KVTSimUttAssert.h"
 #include "cow_ListIter.h"
@@ -48,6 +49,26 @@ void KVTSimRpm_FileImpl::OpenUpdate(KVTString const& name) {
   std::uint64_t const size = mFileLength;
   Load();
   mCache.Reset(size, false);
+}
+
+void KVTSimRpm_FileImpl::OpenSalvaged(KVTString const& name) {
+  mOSFile.OpenRead(name);
+  KVTSimRpm_SalvagePlan const plan(name, Sig(), [this](char const* identifier) {
+    return mDocument.Map()->IsDuplicate(identifier);
+  });
+  for (KVTSimRpm_SalvagePlan::Pool const& kept : plan.Pools()) {
+    PoolRef pool(new KVTSimRpm_PoolImpl(*this, NewDirectory(), kept.location));
+    pool->Load(plan.Report().FileSize(), kept.length);
+    AddLoadedPool(pool);
+  }
+  mFileLength = plan.ChainEnd();
+  mSalvageReport = plan.Report();
+}
+
+KVTSimRpm_SalvageReport KVTSimRpm_FileImpl::SalvageReport() const {
+  if (mSalvageReport)
+    return *mSalvageReport;
+  return KVTSimRpm_SalvageReport(mFileLength, PoolCount(), mFileLength, 0, nullptr);
 }
 
 void KVTSimRpm_FileImpl::OpenWrite(KVTString const& name) {
@@ -100,8 +121,15 @@ void KVTSimRpm_FileImpl::Load() {
   // The last pool of a writable file is open: its header stores length 0 so
   // that a reader takes its length from the end of the file.
   PoolRef current = mPoolContainer.ConstGet(mCurrentPoolIndex);
+  bool const lengthChanges = !current->StoredOpen();
   current->SetFrozen(false);
   current->Dump();
+  if (lengthChanges)
+    SyncBeforeLengthChange();
+}
+
+void KVTSimRpm_FileImpl::SyncBeforeLengthChange() {
+  mOSFile.Flush();
 }
 
 void KVTSimRpm_FileImpl::AddLoadedPool(PoolRef const& pool) {
@@ -111,8 +139,24 @@ void KVTSimRpm_FileImpl::AddLoadedPool(PoolRef const& pool) {
 }
 
 void KVTSimRpm_FileImpl::MakeCurrent(PoolRef const& pool) {
-  if (mCurrentPoolIndex >= 0)
-    mPoolContainer.ConstGet(mCurrentPoolIndex)->Freeze();
+  if (mCurrentPoolIndex >= 0) {
+    // The previous pool's bytes reach the disk before its header claims
+    // them, and its length before the next header is written: after a power
+    // loss the file then holds a frozen pool whole, or still open (its length
+    // taken from the file's end), never a frozen one missing data or one
+    // whose torn length digits hide bytes written later.
+    PoolRef const current = mPoolContainer.ConstGet(mCurrentPoolIndex);
+    // Space allocated at the end and never written becomes part of the file
+    // (it reads as zeros, as it would once the next header is written), so
+    // that the file ends where the stored length says and a torn length can
+    // be told from a whole one by the file's end.
+    std::uint64_t const end = current->Location() + current->Length();
+    if (mOSFile.FileSize() < end)
+      mOSFile.Truncate(end);
+    SyncBeforeLengthChange();
+    current->Freeze();
+    SyncBeforeLengthChange();
+  }
   AddLoadedPool(pool);
   pool->SetFrozen(false);
   pool->Dump();

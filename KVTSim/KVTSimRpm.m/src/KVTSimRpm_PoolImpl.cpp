@@ -39,11 +39,23 @@ void KVTSimRpm_PoolImpl::Init() {
 }
 
 void KVTSimRpm_PoolImpl::Load(std::uint64_t fileEnd) {
+  LoadRecord(fileEnd, std::nullopt);
+}
+
+void KVTSimRpm_PoolImpl::Load(std::uint64_t fileEnd, std::uint64_t length) {
+  LoadRecord(fileEnd, length);
+}
+
+void KVTSimRpm_PoolImpl::LoadRecord(std::uint64_t fileEnd, std::optional<std::uint64_t> length) {
   char bytes[KVTSimRpm_PoolHeader::kSize];
   KVTSimRpm_PoolHeader header;
   if (mFile.Read(mLocation, sizeof bytes, bytes) < sizeof bytes)
     header.Raise(KVTSimRpm_PoolHeader::FaultCutShort, mFile.FileName(), __FILE__, __LINE__);
   header = KVTSimRpm_PoolHeader::Decode(bytes);
+  bool const storedOpen = header.StoredOpen();
+  // Judged as it would be stored with the length given.
+  if (length)
+    header.SetStoredLength(*length);
   // The checks also bound the entry count before the directory is allocated.
   if (KVTSimRpm_PoolHeader::Fault fault = header.Check(mLocation, fileEnd, mFile.Sig()))
     header.Raise(fault, mFile.FileName(), __FILE__, __LINE__);
@@ -60,7 +72,7 @@ void KVTSimRpm_PoolImpl::Load(std::uint64_t fileEnd) {
   mLength = header.RecordLength(mLocation, fileEnd);
   mHeaderWordA = header.WordA();
   mHeaderWordB = header.WordB();
-  mStoredOpen = header.StoredOpen();
+  mStoredOpen = storedOpen;
 }
 
 void KVTSimRpm_PoolImpl::Dump() {
