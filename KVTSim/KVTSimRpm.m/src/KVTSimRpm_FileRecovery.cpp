@@ -25,7 +25,7 @@ constexpr std::uint64_t kCopyPiece = std::uint64_t{1} << 20;
 // Copies length bytes at from in source to offset to of target.
 void CopyBytes(KVTSimUttOSFile& source, std::uint64_t from, KVTSimUttOSFile& target,
                std::uint64_t to, std::uint64_t length, Progress const& progress) {
-  KVTSimRpm_Buffer buffer(static_cast<std::size_t>(std::min(length, kCopyPiece)));
+  Buffer buffer(static_cast<std::size_t>(std::min(length, kCopyPiece)));
   for (std::uint64_t done = 0; done < length;) {
     std::uint64_t const piece = std::min(length - done, kCopyPiece);
     source.Seek(from + done);
