@@ -6,6 +6,7 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
+#include "KVTSimUttAssert.h"
 #include "binding_errors.h"
 #include "document_object.h"
 #include "file_object.h"
@@ -22,6 +23,9 @@ using namespace kvtsim_python;
 PYBIND11_MODULE(_core, m) {
   m.doc() = "The pool manager library's documents, files, pools, locators and streams.";
   m.attr("__version__") = KVTSIM_PYTHON_VERSION;
+  // A failed check reaches Python as CheckFailedError carrying the expression,
+  // file and line; the library's own line on stderr would only repeat it.
+  KVTSimUttAssert::SetReportToStderr(false);
 
   BindingErrors::Bind(m);
   DocumentObject::Declare(m);
