@@ -15,6 +15,7 @@
 #include "pool_object.h"
 #include "python_values.h"
 #include "reader_object.h"
+#include "stored_arrays.h"
 #include "writer_object.h"
 
 namespace py = pybind11;
@@ -41,6 +42,11 @@ PYBIND11_MODULE(_core, m) {
   ReaderObject::Bind(m);
   WriterObject::Bind(m);
 
+  m.def(
+      "_stored_width",
+      [](py::object const& dtype) { return StoredWidth(py::dtype::from_args(dtype)); },
+      py::arg("dtype"),
+      "The bytes one stored value of dtype takes; TypeError for a type pools do not store.");
   m.def(
       "_file_type",
       [](py::object path) {
