@@ -126,7 +126,9 @@ py::object ReaderObject::ReadArray(py::object const& dtype, std::uint64_t count)
   // that the position stays where it was.
   if (n > mChunk)
     RequirePresent(mStart + mPosition, n);
-  py::array values = ReadStoredArray(in, wanted, static_cast<std::size_t>(count));
+  py::array values = ReadStoredArray(
+      in, wanted, static_cast<std::size_t>(count),
+      [&](char* dst, std::uint64_t size) { ReadBulk(in, mStart + mPosition, mChunk, dst, size); });
   mPosition += n;
   return std::move(values);
 }

@@ -4,6 +4,8 @@
 #include <string>
 #include <utility>
 
+#include "KVTSimUttCoding.h"
+
 namespace py = pybind11;
 
 namespace kvtsim_python {
@@ -53,11 +55,15 @@ std::size_t StoredWidth(py::dtype const& dtype) {
   return WithStoredType(dtype, [](auto zero) { return sizeof zero; });
 }
 
-py::array ReadStoredArray(KVTSimRpm_BStreamRead& in, py::dtype const& dtype, std::size_t count) {
+py::array ReadStoredArray(KVTSimRpm_BStreamRead& in, py::dtype const& dtype, std::size_t count,
+                          std::function<void(char*, std::uint64_t)> const& copyBytes) {
   return WithStoredType(dtype, [&](auto zero) -> py::array {
     using T = decltype(zero);
     py::array_t<T> values(static_cast<py::ssize_t>(count));
-    InternalizeArray(in, values.mutable_data(), count);
+    if constexpr (kvtsim_coding::kLittleEndianHost)
+      copyBytes(reinterpret_cast<char*>(values.mutable_data()), count * sizeof(T));
+    else
+      InternalizeArray(in, values.mutable_data(), count);
     // The values arrive in this machine's order; ">f8" and the like ask for
     // the other one.
     if (dtype.attr("isnative").cast<bool>())

@@ -10,6 +10,8 @@
 #include <pybind11/pybind11.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <functional>
 
 #include "KVTSimRpm_BStreamRead.h"
 #include "KVTSimRpm_BStreamWrite.h"
@@ -22,11 +24,15 @@ namespace kvtsim_python {
 std::size_t StoredWidth(pybind11::dtype const& dtype);
 
 // Reads count stored values into a new one-dimensional array of dtype (which
-// may ask for either byte order). Raises the stream's errors; the stream then
-// stands as InternalizeArray leaves it.
+// may ask for either byte order). On a little-endian host the stored bytes
+// are the values already: copyBytes(destination, byte count) then moves them
+// into the array in one transfer, which is faster for large arrays than the
+// stream's pieces. Elsewhere InternalizeArray converts them from in. Raises
+// the errors of copyBytes or of the stream.
 // REQUIRES: StoredWidth(dtype) succeeded.
 pybind11::array ReadStoredArray(KVTSimRpm_BStreamRead& in, pybind11::dtype const& dtype,
-                                std::size_t count);
+                                std::size_t count,
+                                std::function<void(char*, std::uint64_t)> const& copyBytes);
 
 // Writes the values of array (any shape, in C order) in their stored form.
 // Raises the stream's errors, as ExternalizeArray does.
