@@ -27,7 +27,6 @@ import enum as _enum
 import os as _os
 
 from . import _core
-from ._arrays import attach as _attach_arrays
 from ._core import Document, File, Locator, Pool, Reader, Writer, __version__
 from ._info import DirectoryEntry, FileInfo, PoolInfo
 from .errors import *  # noqa: F401,F403  (the exception classes)
@@ -38,7 +37,6 @@ __all__ = ["Document", "File", "Pool", "Locator", "Reader", "Writer", "Directory
            "__version__"] + errors.__all__  # noqa: F405
 
 _core._set_error_factory(_make_error)
-_attach_arrays(Reader, Writer)
 for _cls in (Document, File, Pool, Locator, Reader, Writer):
     _cls.__module__ = __name__
 

@@ -112,7 +112,8 @@ def read_arrays(paths: Sequence[Union[str, os.PathLike]], layout: ArrayLayout, *
     pools selects the same pool indexes in every file; without it every
     pool is read, and each file is opened here once to count its pools."""
     paths = [os.fspath(p) for p in paths]
-    dtype = kvtsim._arrays.stored_dtype(layout.dtype).newbyteorder("=")
+    kvtsim._core._stored_width(layout.dtype)  # TypeError now, not in a task
+    dtype = numpy.dtype(layout.dtype).newbyteorder("=")
     layout = ArrayLayout(dtype, int(layout.count), int(layout.offset))
     selection = None if pools is None else list(pools)
     if selection is None:

@@ -16,7 +16,8 @@ bool Present(KVTSimRpm_Locator const& at, std::uint64_t offset) {
   return (at + offset).Read(1, &byte) == 1;
 }
 
-// Raises KVTSimExcRequestTooBig unless the file holds n bytes from at.
+}  // namespace
+
 void RequirePresent(KVTSimRpm_Locator const& at, std::uint64_t n) {
   if (Present(at, n - 1))
     return;
@@ -34,8 +35,6 @@ void RequirePresent(KVTSimRpm_Locator const& at, std::uint64_t n) {
                                static_cast<unsigned>(std::min<std::uint64_t>(present, UINT32_MAX)));
   error.Throw(__FILE__, __LINE__);
 }
-
-}  // namespace
 
 void ReadBulk(KVTSimRpm_BStreamRead& in, KVTSimRpm_Locator const& at, std::uint64_t chunk,
               char* dst, std::uint64_t n) {

@@ -1,7 +1,6 @@
-// Bulk bytes between Python buffers and the library's streams: byte strings,
-// and arrays of stored scalars, which the Python package lays out in the
-// file's little-endian order before they get here (and reads back from it),
-// so that these functions copy bytes and never look at a single value.
+// Bulk bytes between Python buffers and the library's streams: byte strings
+// and buffers copied as they are stored (arrays of stored values go through
+// stored_arrays.h, which converts them).
 
 #ifndef KVTSIM_PYTHON_SRC_BULK_TRANSFER_H_
 #define KVTSIM_PYTHON_SRC_BULK_TRANSFER_H_
@@ -21,6 +20,12 @@ namespace kvtsim_python {
 // into the destination and does not tell a short read.
 void ReadBulk(KVTSimRpm_BStreamRead& in, KVTSimRpm_Locator const& at, std::uint64_t chunk,
               char* dst, std::uint64_t n);
+
+// Raises KVTSimExcRequestTooBig (n, bytes present) unless the file holds n
+// bytes from at; for reads larger than a stream's chunk, which the stream
+// does not tell short.
+// REQUIRES: n > 0.
+void RequirePresent(KVTSimRpm_Locator const& at, std::uint64_t n);
 
 // Writes the n bytes at src to out.
 void WriteBulk(KVTSimRpm_BStreamWrite& out, char const* src, std::uint64_t n);

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "file_object.h"
+#include "pool_object.h"
 #include "python_values.h"
 
 namespace py = pybind11;
@@ -66,29 +67,37 @@ void DocumentObject::Bind(py::module_& m) {
       .def(py::init<py::handle>(), py::arg("signature"))
       .def(
           "open",
-          [](DocumentObject& d, py::object path, std::string const& mode) {
-            FileEntry& file = d.mState->Open(FileSystemPath(path), ModeOf(mode));
+          [](DocumentObject& d, py::object path, std::string const& mode, py::object references) {
+            KVTSimRpm_Document::AccessMode const access = ModeOf(mode);
+            if (!references.is_none() && access != KVTSimRpm_Document::AccessWrite)
+              throw py::value_error("references are given only with mode \"w\"");
+            auto const listed = PoolObject::Handles(d.mState.get(), references);
+            FileEntry& file = d.mState->Open(FileSystemPath(path), access, listed);
             return FileObject(d.mState, file);
           },
-          py::arg("path"), py::arg("mode") = "r",
+          py::arg("path"), py::arg("mode") = "r", py::kw_only(), py::arg("references") = py::none(),
           "Opens a file: \"r\" read-only, \"r+\" for update (new pools and data may be added\n"
           "at its end), \"w\" new (an existing file is emptied) with one empty pool.\n"
           "Opening a file the document holds already gives that file back as it was\n"
           "opened (\"r\", \"r+\"); \"w\" on it raises CantCreateFileError. Damaged or\n"
           "foreign files raise the error that says what is wrong (CorruptHeaderError,\n"
           "NotSimFileError, UserSigMismatchError, ...); OS errors raise kvtsim.OSError\n"
-          "(an OSError, e.g. FileNotFoundError).")
+          "(an OSError, e.g. FileNotFoundError). With mode \"w\", references (pools of\n"
+          "this document) gives the new file's first pool a narrow directory, as\n"
+          "File.new_pool(references=...) does; other modes raise ValueError for it.")
       .def(
           "create_generated",
-          [](DocumentObject& d, py::object directory, py::object stem) {
+          [](DocumentObject& d, py::object directory, py::object stem, py::object references) {
+            auto const listed = PoolObject::Handles(d.mState.get(), references);
             FileEntry& file =
-                d.mState->CreateGenerated(FileSystemPath(directory), FileSystemPath(stem));
+                d.mState->CreateGenerated(FileSystemPath(directory), FileSystemPath(stem), listed);
             return FileObject(d.mState, file);
           },
-          py::arg("directory"), py::arg("stem"),
+          py::arg("directory"), py::arg("stem"), py::kw_only(), py::arg("references") = py::none(),
           "Creates a new file with a unique name in directory: stem, or stem-1, stem-2, ...\n"
           "(an existing file is never overwritten), with one empty pool. File.path tells\n"
-          "the name chosen.")
+          "the name chosen. references (pools of this document) gives that pool a narrow\n"
+          "directory, as File.new_pool(references=...) does.")
       .def(
           "create_temporary",
           [](DocumentObject& d, py::object directory) {

@@ -51,8 +51,10 @@ void DocumentState::RequireOpen() const {
     throw ClosedError("the document is closed");
 }
 
-FileEntry& DocumentState::Open(std::string const& path, KVTSimRpm_Document::AccessMode mode) {
-  KVTSimRpm_File handle = Handle().AddFile(ToLibrary(path), mode);
+FileEntry& DocumentState::Open(std::string const& path, KVTSimRpm_Document::AccessMode mode,
+                               std::optional<std::vector<KVTSimRpm_Pool>> const& references) {
+  KVTSimRpm_File handle = references ? Handle().AddFile(ToLibrary(path), mode, *references)
+                                     : Handle().AddFile(ToLibrary(path), mode);
   if (mode != KVTSimRpm_Document::AccessWrite) {
     // The library gave back the file it holds; so do we.
     for (FileEntry* file : OpenFiles()) {
@@ -63,8 +65,12 @@ FileEntry& DocumentState::Open(std::string const& path, KVTSimRpm_Document::Acce
   return Adopt(handle, path);
 }
 
-FileEntry& DocumentState::CreateGenerated(std::string const& directory, std::string const& stem) {
-  KVTSimRpm_File handle = Handle().CreateGenerated(ToLibrary(directory), ToLibrary(stem));
+FileEntry& DocumentState::CreateGenerated(
+    std::string const& directory, std::string const& stem,
+    std::optional<std::vector<KVTSimRpm_Pool>> const& references) {
+  KVTSimRpm_File handle =
+      references ? Handle().CreateGenerated(ToLibrary(directory), ToLibrary(stem), *references)
+                 : Handle().CreateGenerated(ToLibrary(directory), ToLibrary(stem));
   KVTString const name = handle.FileName();
   return Adopt(handle, std::string(name.View()));
 }

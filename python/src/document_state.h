@@ -30,6 +30,7 @@
 
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_Locator.h"
+#include "KVTSimRpm_Pool.h"
 #include "file_entry.h"
 
 namespace kvtsim_python {
@@ -60,9 +61,14 @@ class DocumentState {
   std::string const& Signature() const noexcept { return mSignature; }
 
   // Adds a file as the library does (an open file of the same name is given
-  // back for "r" and "r+"), and records its pools.
-  FileEntry& Open(std::string const& path, KVTSimRpm_Document::AccessMode mode);
-  FileEntry& CreateGenerated(std::string const& directory, std::string const& stem);
+  // back for "r" and "r+"), and records its pools. A new file's first pool
+  // lists only itself and the pools in references when they are given, and
+  // every pool of the document otherwise.
+  FileEntry& Open(std::string const& path, KVTSimRpm_Document::AccessMode mode,
+                  std::optional<std::vector<KVTSimRpm_Pool>> const& references = std::nullopt);
+  FileEntry& CreateGenerated(
+      std::string const& directory, std::string const& stem,
+      std::optional<std::vector<KVTSimRpm_Pool>> const& references = std::nullopt);
   FileEntry& CreateTemporary(std::string const& directory);
 
   // The files not closed, in the order they were opened.

@@ -1,6 +1,8 @@
 #include "file_object.h"
 
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "KVTString.h"
 #include "binding_errors.h"
@@ -129,20 +131,29 @@ void FileObject::Bind(py::module_& m) {
                              "The current pool: the last one, which grows in a writable file.")
       .def(
           "new_pool",
-          [](FileObject& f, py::object identifier) {
+          [](FileObject& f, py::object identifier, py::object references) {
             std::string id;
             if (!identifier.is_none())
               id = FixedBytes(identifier, kIdentifierLength, "an identifier");
+            std::optional<std::vector<KVTSimRpm_Pool>> const listed =
+                PoolObject::Handles(f.mDocument.get(), references);
             return f.AddPool([&](KVTSimRpm_File& file) {
-              file.NewPool(identifier.is_none() ? nullptr : id.c_str());
+              char const* uuid = identifier.is_none() ? nullptr : id.c_str();
+              if (listed)
+                file.NewPool(uuid, *listed);
+              else
+                file.NewPool(uuid);
             });
           },
-          py::arg("identifier") = py::none(),
+          py::arg("identifier") = py::none(), py::kw_only(), py::arg("references") = py::none(),
           "Adds a new empty pool and makes it current; returns it. Its identifier is\n"
           "the 32 characters given, or a fresh one. The previous current pool is frozen\n"
-          "(an empty one is replaced instead); its appender is closed first. The new\n"
-          "pool's directory lists every pool the document knows, so its data may refer\n"
-          "to any of them.")
+          "(an empty one is replaced instead); its appender is closed first.\n"
+          "Without references the new pool's directory lists every pool the document\n"
+          "knows, so its data may refer to any of them. With references, a sequence of\n"
+          "pools of this document, it lists only itself and those pools: its header\n"
+          "stays small however many pools the document holds, and storing a locator\n"
+          "into any other pool raises CantExternalizeLocError.")
       .def(
           "copy_pool",
           [](FileObject& f, PoolObject& source) {

@@ -6,6 +6,7 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
+#include "KVTSimUttAssert.h"
 #include "binding_errors.h"
 #include "document_object.h"
 #include "file_object.h"
@@ -14,6 +15,7 @@
 #include "pool_object.h"
 #include "python_values.h"
 #include "reader_object.h"
+#include "stored_arrays.h"
 #include "writer_object.h"
 
 namespace py = pybind11;
@@ -22,6 +24,9 @@ using namespace kvtsim_python;
 PYBIND11_MODULE(_core, m) {
   m.doc() = "The pool manager library's documents, files, pools, locators and streams.";
   m.attr("__version__") = KVTSIM_PYTHON_VERSION;
+  // A failed check reaches Python as CheckFailedError carrying the expression,
+  // file and line; the library's own line on stderr would only repeat it.
+  KVTSimUttAssert::SetReportToStderr(false);
 
   BindingErrors::Bind(m);
   DocumentObject::Declare(m);
@@ -37,6 +42,11 @@ PYBIND11_MODULE(_core, m) {
   ReaderObject::Bind(m);
   WriterObject::Bind(m);
 
+  m.def(
+      "_stored_width",
+      [](py::object const& dtype) { return StoredWidth(py::dtype::from_args(dtype)); },
+      py::arg("dtype"),
+      "The bytes one stored value of dtype takes; TypeError for a type pools do not store.");
   m.def(
       "_file_type",
       [](py::object path) {

@@ -33,6 +33,22 @@ KVTSimRpm_Pool& PoolObject::Handle() {
   return mHandle;
 }
 
+std::optional<std::vector<KVTSimRpm_Pool>> PoolObject::Handles(DocumentState const* document,
+                                                               py::handle references) {
+  if (references.is_none())
+    return std::nullopt;
+  std::vector<KVTSimRpm_Pool> handles;
+  for (py::handle item : py::iter(references)) {
+    if (!py::isinstance<PoolObject>(item))
+      throw py::type_error("references must be Pool objects");
+    PoolObject& pool = item.cast<PoolObject&>();
+    if (pool.Document() != document)
+      throw py::value_error("a referenced pool belongs to another document");
+    handles.push_back(pool.Handle());
+  }
+  return handles;
+}
+
 py::object PoolObject::Info() {
   PoolFacts const facts = PoolFacts::Of(Handle());
   return py::module_::import("kvtsim._info")

@@ -12,6 +12,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
+#include <vector>
 
 #include "KVTSimRpm_Pool.h"
 #include "document_state.h"
@@ -28,6 +30,14 @@ class PoolObject {
   KVTSimRpm_Pool& Handle();
 
   DocumentState const* Document() const noexcept { return mDocument.get(); }
+
+  // The handles of the pools in references, a Python iterable of Pool, for
+  // a new pool's narrow directory; nullopt when references is None (the
+  // directory then lists every pool of the document). Raises TypeError for an
+  // item that is not a Pool, ValueError for a pool of another document, and
+  // ClosedError as Handle() does.
+  static std::optional<std::vector<KVTSimRpm_Pool>> Handles(DocumentState const* document,
+                                                            pybind11::handle references);
   int Slot() const noexcept { return mSlot; }
 
   // Registers the Python class (Declare), then its members (Bind), so that

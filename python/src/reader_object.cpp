@@ -1,14 +1,15 @@
 #include "reader_object.h"
 
+#include <cstdint>
 #include <utility>
 
 #include "KVTSimExc.h"
-#include "KVTSimRpm_Swapper.h"
 #include "KVTString.h"
 #include "binding_errors.h"
 #include "bulk_transfer.h"
 #include "held_buffer.h"
 #include "locator_object.h"
+#include "stored_arrays.h"
 #include "stored_sizes.h"
 
 namespace py = pybind11;
@@ -59,7 +60,7 @@ T ReaderObject::ReadScalar() {
   KVTSimRpm_BStreamReadLocator& in = Stream();
   RequireRoom(sizeof(T));
   T value;
-  KVTSimRpm_Swapper::InternalizeScalarUnsafe(in.PrepRead(sizeof(T)), &value, sizeof(T));
+  Internalize(in, value);
   mPosition += sizeof(T);
   return value;
 }
@@ -114,6 +115,24 @@ std::uint64_t ReaderObject::ReadInto(py::handle buffer) {
   return target.Size();
 }
 
+py::object ReaderObject::ReadArray(py::object const& dtype, std::uint64_t count) {
+  KVTSimRpm_BStreamReadLocator& in = Stream();
+  py::dtype const wanted = py::dtype::from_args(dtype);
+  std::uint64_t const width = StoredWidth(wanted);
+  // Saturates rather than wraps: no pool holds that much.
+  std::uint64_t const n = count > UINT64_MAX / width ? UINT64_MAX : count * width;
+  RequireRoom(n);
+  // As for bytes, a pool cut short must fail before anything is read, so
+  // that the position stays where it was.
+  if (n > mChunk)
+    RequirePresent(mStart + mPosition, n);
+  py::array values = ReadStoredArray(
+      in, wanted, static_cast<std::size_t>(count),
+      [&](char* dst, std::uint64_t size) { ReadBulk(in, mStart + mPosition, mChunk, dst, size); });
+  mPosition += n;
+  return std::move(values);
+}
+
 void ReaderObject::Declare(py::module_& m) {
   py::class_<ReaderObject>(m, "Reader", R"doc(
 Reads stored values one after another from a position in a pool.
@@ -151,6 +170,11 @@ void ReaderObject::Bind(py::module_& m) {
       .def("readinto", &ReaderObject::ReadInto, py::arg("buffer"),
            "Fills a writable, contiguous buffer (bytearray, memoryview, NumPy array) with\n"
            "the next len(buffer) bytes as they are stored; returns that count.")
+      .def("read_array", &ReaderObject::ReadArray, py::arg("dtype"), py::arg("count"),
+           "Reads count stored values of dtype (\"f8\", numpy.int32, or \">f8\" for a\n"
+           "big-endian result) into a new one-dimensional NumPy array, converted in one\n"
+           "call. Pools store int16, uint16, int32, uint32, int64, uint64, float32 and\n"
+           "float64; other types raise TypeError.")
       .def_property_readonly(
           "position", [](ReaderObject const& r) { return r.mPosition; }, "Bytes read so far.")
       .def_property_readonly(

@@ -61,6 +61,7 @@ class ReaderObject {
   pybind11::object ReadLocator();
   pybind11::bytes ReadBytes(std::uint64_t n);
   std::uint64_t ReadInto(pybind11::handle buffer);
+  pybind11::object ReadArray(pybind11::object const& dtype, std::uint64_t count);
   void Close() noexcept { mStream.reset(); }
 
   std::shared_ptr<DocumentState> mDocument;

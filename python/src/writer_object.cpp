@@ -5,12 +5,12 @@
 #include <utility>
 
 #include "KVTSimExc.h"
-#include "KVTSimRpm_Swapper.h"
 #include "KVTString.h"
 #include "binding_errors.h"
 #include "bulk_transfer.h"
 #include "held_buffer.h"
 #include "locator_object.h"
+#include "stored_arrays.h"
 #include "stored_sizes.h"
 
 namespace py = pybind11;
@@ -108,7 +108,7 @@ template <typename T>
 void WriterObject::WriteScalar(T value) {
   KVTSimRpm_BStreamWrite& out = Stream();
   RequireRoom(sizeof(T));
-  KVTSimRpm_Swapper::ExternalizeScalarUnsafe(out.PrepWrite(sizeof(T)), &value, sizeof(T));
+  Externalize(out, value);
   mPosition += sizeof(T);
 }
 
@@ -152,6 +152,14 @@ void WriterObject::WriteBytes(py::handle buffer) {
   RequireRoom(source.Size());
   WriteBulk(out, source.Data(), source.Size());
   mPosition += source.Size();
+}
+
+void WriterObject::WriteArray(py::array const& array) {
+  KVTSimRpm_BStreamWrite& out = Stream();
+  std::uint64_t const n = StoredWidth(array.dtype()) * static_cast<std::uint64_t>(array.size());
+  RequireRoom(n);
+  WriteStoredArray(out, array);
+  mPosition += n;
 }
 
 void WriterObject::Declare(py::module_& m) {
@@ -202,6 +210,11 @@ void WriterObject::Bind(py::module_& m) {
       .def("write_bytes", &WriterObject::WriteBytes, py::arg("data"),
            "Writes the bytes of a contiguous buffer (bytes, bytearray, memoryview, array)\n"
            "as they are.")
+      .def("write_array", &WriterObject::WriteArray, py::arg("array"),
+           "Writes the values of an array (any shape, in C order; anything numpy.asarray\n"
+           "takes) in their stored form, little-endian whatever the array's byte order,\n"
+           "converted in one call. Pools store int16, uint16, int32, uint32, int64,\n"
+           "uint64, float32 and float64; other types raise TypeError.")
       .def("flush", &WriterObject::Flush, "Writes the pending bytes to the pool.")
       .def("close", &WriterObject::Close,
            "Flushes and releases the writer; a failed flush is raised after the release.")

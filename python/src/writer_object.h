@@ -13,6 +13,7 @@
 #ifndef KVTSIM_PYTHON_SRC_WRITER_OBJECT_H_
 #define KVTSIM_PYTHON_SRC_WRITER_OBJECT_H_
 
+#include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
 
 #include <cstdint>
@@ -80,6 +81,7 @@ class WriterObject {
   void WriteString(pybind11::str const& text);
   void WriteLocator(pybind11::object const& locator);
   void WriteBytes(pybind11::handle buffer);
+  void WriteArray(pybind11::array const& array);
 
   std::shared_ptr<DocumentState> mDocument;
   KVTSimRpm_Locator mStart;

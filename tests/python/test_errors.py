@@ -139,7 +139,7 @@ def test_reading_past_the_limit(tmp_path):
             raised(kvtsim.ShortBufferError, r.read_u16)
 
 
-def test_a_damaged_stored_reference_fails_a_check(tmp_path):
+def test_a_damaged_stored_reference_fails_a_check(tmp_path, capfd):
     with kvtsim.Document(SIGNATURE) as doc:
         pool = doc.open(str(tmp_path / "a.sim"), "w").current
         with pool.appender() as out:
@@ -147,6 +147,7 @@ def test_a_damaged_stored_reference_fails_a_check(tmp_path):
         error = raised(kvtsim.CheckFailedError, pool.reader().read_locator)
         assert error.expression == "slotInDirectory < mMapSlotList.Length()"
         assert error.kind == "KVTBasAssertException"
+    assert capfd.readouterr().err == ""  # the exception carries the text
 
 
 def test_errors_pickle_with_their_attributes(tmp_path):

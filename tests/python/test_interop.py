@@ -45,7 +45,7 @@ def decode_demo(mesh, results):
             r = step.reader()
             r.read_string()  # the step's label
             for _ in range(r.read_i32()):
-                quantity, value, element = r.read_string(), r.read_i32(), r.read_locator()
+                quantity, value, element = r.read_string(), r.read_f64(), r.read_locator()
                 e = element.reader()
                 name, nodes = e.read_string(), []
                 for _ in range(e.read_i32()):
@@ -59,12 +59,13 @@ def decode_demo(mesh, results):
 def test_the_demo_written_in_cpp_reads_in_python(tool, tmp_path):
     printed = subprocess.run([tool, "demo", str(tmp_path / "demo")], check=True,
                              capture_output=True, text=True).stdout
-    # The tool prints each result as it reads it back: compare with those lines.
-    line = re.compile(r'^\s+(\w+) = (\d+) on element "([^"]+)" .* with nodes (.*)$')
+    # The tool prints each result as it reads it back, the value in the
+    # shortest text that reads back exactly: compare with those lines.
+    line = re.compile(r'^\s+(\w+) = (\S+) on element "([^"]+)" .* with nodes (.*)$')
     expected = []
     for match in filter(None, map(line.match, printed.splitlines())):
         nodes = tuple(re.findall(r'"([^"]+)"', match.group(4)))
-        expected.append((match.group(1), int(match.group(2)), match.group(3), nodes))
+        expected.append((match.group(1), float(match.group(2)), match.group(3), nodes))
     assert len(expected) == 5
     assert decode_demo(str(tmp_path / "demo" / "mesh.sim"),
                        str(tmp_path / "demo" / "results.sim")) == expected

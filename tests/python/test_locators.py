@@ -149,3 +149,44 @@ def test_writer_and_reader_positions_give_record_locators(tmp_path):
         with array_at.reader() as r:
             assert numpy.array_equal(r.read_array("f8", 5), values)
             assert r.locator == pool.end and r.remaining == 0
+
+
+def test_narrow_directories_list_only_the_pools_referred_to(tmp_path):
+    mesh, results = str(tmp_path / "mesh.sim"), str(tmp_path / "results.sim")
+    with kvtsim.Document(SIGNATURE) as doc, kvtsim.Document(SIGNATURE) as other:
+        m = doc.open(mesh, "w")
+        nodes = m.current
+        with nodes.appender() as out:
+            out.write_i32(7)
+        elements = m.new_pool()
+        with elements.appender() as out:
+            out.write_i32(8)
+        target = elements.identifier
+        extra = doc.create_generated(str(tmp_path), "extra", references=[])
+        assert [e.pool for e in extra.current.directory] == [extra.current]
+        r = doc.open(results, "w", references=[elements])
+        steps = []
+        for i in range(3):
+            step = r.current if i == 0 else r.new_pool(references=[nodes, elements])
+            with step.appender() as out:
+                out.write_locator(elements.start)
+                with pytest.raises(kvtsim.CantExternalizeLocError):
+                    out.write_locator(extra.current.start)
+            steps.append(step)
+        assert [e.pool for e in steps[0].directory] == [steps[0], elements]
+        assert [e.pool for e in steps[2].directory] == [steps[2], nodes, elements]
+        # The header holds the listed pools only, not the six the document knows.
+        assert (steps[0].info.entries, steps[0].info.length) == (2, 48 + 2 * 32 + 12)
+        with pytest.raises(ValueError):
+            doc.open(str(tmp_path / "r.sim"), "r+", references=[nodes])
+        with pytest.raises(ValueError):
+            r.new_pool(references=[other.open(str(tmp_path / "o.sim"), "w").current])
+        with pytest.raises(TypeError):
+            r.new_pool(references=[nodes.start])
+    with kvtsim.Document(SIGNATURE) as doc:
+        doc.open(mesh)
+        # Slot 1 of the first step's directory and slot 2 of the later ones
+        # name the same pool: every stored locator leads to it.
+        for step in doc.open(results):
+            found = step.reader().read_locator()
+            assert found.pool.identifier == target and found.reader().read_i32() == 8
