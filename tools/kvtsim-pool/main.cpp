@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "KVTBasException.h"
+#include "KVTSimPoolManagerVersion.h"
 #include "check_command.h"
 #include "command.h"
 #include "cp_command.h"
@@ -36,7 +37,8 @@ void AddCommonOptions(CLI::App& app, ToolOptions& options) {
   app.add_option("--sig", options.signature,
                  "The document's 4-byte user signature (default: the one stored in the first "
                  "pool header of the first file)");
-  app.set_version_flag("--version", "kvtsim-pool " KVTSIM_POOL_VERSION);
+  // The version of the library the tool runs with, which is the tool's own.
+  app.set_version_flag("--version", std::string("kvtsim-pool ") + KVTSimPoolManager_Version());
   app.footer(
       "Run 'kvtsim-pool COMMAND --help' for a command's arguments and output. Exit status: 0 "
       "on\nsuccess, 1 when check finds problems, 2 on usage or I/O errors.");
