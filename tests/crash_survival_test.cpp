@@ -234,7 +234,7 @@ class CrashSurvivalTest : public testing::Test {
   // whose header or directory runs past the end of the file, or npos. A
   // header written at the end of the file can be cut at a page boundary when
   // the writer is killed inside that one write; the file then opens again
-  // once it is truncated there, which is what the README tells users to do.
+  // once it is truncated there, which is what docs/reliability.md tells users to do.
   static std::size_t TornLastHeader(std::string const& path) {
     KVTSimRpm_ChainWalker walker(KVTString(path.c_str()), nullptr);
     while (walker.Next()) {
