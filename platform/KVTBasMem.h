@@ -38,7 +38,8 @@ KVTSIM_EXPORT void* mem_OperatorNewThrow(std::size_t n);
 // control blocks, list blocks, arrays of list items).
 KVTSIM_EXPORT void* mem_OperatorNewTinyThrow(std::size_t n);
 
-// Byte buffers: operator new[] with the built-in allocator.
+// Byte buffers: a block from mem_Malloc, raising KVTBasMemoryExhausted when
+// none can be had.
 KVTSIM_EXPORT char* mem_OperatorNewThrowBuiltin(std::size_t n);
 
 // Releases a buffer from mem_OperatorNewThrowBuiltin.

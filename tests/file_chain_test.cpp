@@ -1,4 +1,5 @@
 // Files as chains of pools: opening in each mode, new and appended pools,
+// files reopened for update whose last pool is not what a clean close leaves,
 // read-only refusals, and references between files of one document.
 
 #include <gtest/gtest.h>
@@ -57,6 +58,22 @@ class FileChainTest : public testing::Test {
     std::string bytes(pool.Length(), '\0');
     Impl(pool).Read(0, bytes.size(), &bytes[0]);
     return bytes;
+  }
+
+  // The first n data bytes of the pool, or fewer where its file ends.
+  static std::string Prefix(KVTSimRpm_Pool const& pool, std::size_t n) {
+    std::string bytes(n, '\0');
+    bytes.resize(pool.Start().Read(n, &bytes[0]));
+    return bytes;
+  }
+
+  // Reopens the file for update and adds a pool holding "new pool".
+  void AddPoolOnReopen(std::string const& name) {
+    Doc document("USR1");
+    KVTSimRpm_File file = document.AddFile(dir_.Name(name), Doc::AccessUpdate);
+    file.NewPool(nullptr);
+    file.Allocate(8).Write(8, "new pool");
+    document.Close();
   }
 
   kvtsim_test::TempDir dir_;
@@ -122,6 +139,53 @@ TEST_F(FileChainTest, NewPoolReplacesAnEmptyCurrentPool) {
   EXPECT_EQ(std::string(file.Pool().GetGUID().CStr()), dropped);
   document.Close();
   EXPECT_EQ(ReadBytes(dir_.File("a.sim")).size(), 48u + 3 * 32u) << "one pool, three slots";
+}
+
+// A writer killed right after NewPool froze its pool, with space allocated
+// but not written, leaves a last pool whose stored length passes the file's
+// end. The next pool must start where that length ends.
+TEST_F(FileChainTest, PoolAfterAFrozenLengthPastTheEndStartsWhereItEnds) {
+  {
+    Doc document("USR1");
+    KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+    file.Allocate(100).Write(100, std::string(100, 'd').data());
+    document.Close();
+  }
+  std::string const path = dir_.File("a.sim");
+  std::size_t size = ReadBytes(path).size();  // 80-byte header and the data
+  kvtsim_test::Patch(path, 20, "0000000000000" + std::to_string(size + 50));
+  AddPoolOnReopen("a.sim");
+
+  Doc reader("USR1");
+  KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+  ASSERT_EQ(file.PoolCount(), 2u);
+  EXPECT_EQ(file.Pool(0).Length(), 150u);
+  EXPECT_EQ(Prefix(file.Pool(0), 100), std::string(100, 'd'));
+  EXPECT_EQ(file.Pool(1).Length(), 8u);
+  EXPECT_EQ(Prefix(file.Pool(1), 8), "new pool");
+}
+
+// An empty pool whose directory names its own identifier four times has a
+// longer header than the pool that replaces it; none of its bytes may stay
+// behind as data of the new, open pool.
+TEST_F(FileChainTest, ReplacedEmptyPoolLeavesNoBytesBehind) {
+  {
+    Doc document("USR1");
+    document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+    document.Close();
+  }
+  std::string const path = dir_.File("a.sim");
+  std::string bytes = ReadBytes(path);
+  ASSERT_EQ(bytes.size(), 80u);
+  std::string id = bytes.substr(48, 32);
+  kvtsim_test::WriteBytes(path, bytes.substr(0, 44) + kvtsim_test::U32(4) + id + id + id + id);
+  AddPoolOnReopen("a.sim");
+
+  Doc reader("USR1");
+  KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
+  ASSERT_EQ(file.PoolCount(), 1u);
+  EXPECT_EQ(file.Pool().Length(), 8u);
+  EXPECT_EQ(Prefix(file.Pool(), 8), "new pool");
 }
 
 TEST_F(FileChainTest, EmptyFilesHoldNoPool) {

@@ -64,7 +64,7 @@ TEST_F(LocatorStreamTest, LimitAndChunkBoundRequests) {
   EXPECT_THROW(KVTSimRpm_BStreamReadLocator(start_, 0, 1ull << 32), KVTSimExcRequestTooBig);
 }
 
-TEST_F(LocatorStreamTest, EndOfPoolStopsPrepRead) {
+TEST_F(LocatorStreamTest, PrepReadPastTheFileEndRaisesWithTheBytesLeft) {
   document_.Close();
   Doc reader("USR1");
   KVTSimRpm_File file = reader.AddFile(Name(), Doc::AccessRead);

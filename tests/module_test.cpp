@@ -10,7 +10,6 @@
 
 #include "KVTSimPoolManagerModule.h"
 #include "KVTSimSiblings.h"
-#include "KVTSimUttInvalidParameter.h"
 
 namespace {
 
@@ -106,17 +105,4 @@ TEST_F(ModuleTest, LoadNotificationActsOnlyOnProcessAttachAndDetach) {
   gEvents.clear();
   EXPECT_EQ(KVTSimPoolManager_LoadNotification(nullptr, 1, nullptr), 1);
   EXPECT_EQ(gEvents, kBringUp);
-}
-
-TEST_F(ModuleTest, MarkerAndInvalidParameterHandlerDoNotDependOnInitialisation) {
-  EXPECT_EQ(ORVANTE_QFR2_INTERNAL_KVTSimPoolManager(), 1);
-  KVTSimUttInvalidParameterHandler handler = KVTSimUtt_get_invalid_parameter_handler();
-  ASSERT_NE(handler, nullptr);
-  handler(L"p != nullptr", L"f", L"file.c", 1, 0);  // returns: the process goes on
-
-  int tally = 0;
-  KVTSimPoolManager_finalize(tally);
-  EXPECT_EQ(ORVANTE_QFR2_INTERNAL_KVTSimPoolManager(), 1);
-  EXPECT_EQ(KVTSimUtt_get_invalid_parameter_handler(), handler);
-  KVTSimPoolManager_initialize(tally);
 }

@@ -140,7 +140,7 @@ TEST_F(PoolRecordTest, NeedUpgradeNamesVersionsAndFile) {
   }
 }
 
-TEST_F(PoolRecordTest, FailedLoadLeavesTheDocumentAsItWas) {
+TEST_F(PoolRecordTest, FailedLoadKeepsNoPoolOfTheFileBound) {
   WriteTwoPools("a.sim");
   std::string good = ReadBytes(dir_.File("a.sim"));
   Patch(dir_.File("a.sim"), 180 + Header::kUserSignatureOffset,

@@ -7,8 +7,7 @@
 // directory's own slot.
 //
 // Raw access (Read, Write) works at absolute file offsets under the file's
-// mutex, and seeks only when the offset differs from where the last transfer
-// left the file. Reads shorter than a cache block are served by the file's
+// mutex. Reads shorter than a cache block are served by the file's
 // block cache (KVTSimRpm_BlockCache), which writes through this object keep
 // equal to the file. The logical length (FileLength) is where the next pool
 // would begin; the file is never padded out to it.

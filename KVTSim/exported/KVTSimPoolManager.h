@@ -2,7 +2,7 @@
 // caller includes: the handles (document, file, pool, directory) and pool
 // descriptions, locators, the memory-pool overlay, the binary streams, the
 // byte-order swapper, the stored pool header and the raw chain walk,
-// KVTString, the error kinds and the module functions.
+// KVTString, the error kinds, the module functions and the version.
 //
 // The implementation classes behind the handles, the handle templates and the
 // copy-on-write list are not part of it; tests and tools that reach inside
@@ -22,8 +22,9 @@
 #include "KVTSimUttOSError.h"
 #include "KVTString.h"
 
-// Module lifecycle.
+// Module lifecycle and the library's version.
 #include "KVTSimPoolManagerModule.h"
+#include "KVTSimPoolManagerVersion.h"
 
 // Byte order.
 #include "KVTSimRpm_Swapper.h"

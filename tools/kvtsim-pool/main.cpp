@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "KVTBasException.h"
+#include "KVTSimPoolManagerVersion.h"
 #include "KVTSimRpm_Document.h"
 #include "check_command.h"
 #include "command.h"
@@ -42,7 +43,8 @@ void AddCommonOptions(CLI::App& app, ToolOptions& options) {
   app.add_flag("--no-lock", options.noLock,
                "Take no writer lock on files opened for writing (for file systems without "
                "open-file-description locks); nothing then keeps two writers apart");
-  app.set_version_flag("--version", "kvtsim-pool " KVTSIM_POOL_VERSION);
+  // The version of the library the tool runs with, which is the tool's own.
+  app.set_version_flag("--version", std::string("kvtsim-pool ") + KVTSimPoolManager_Version());
   app.footer(
       "Run 'kvtsim-pool COMMAND --help' for a command's arguments and output. Exit status: 0 "
       "on\nsuccess, 1 when check finds problems or recover drops bytes, 2 on usage or I/O "

@@ -14,6 +14,9 @@ expect_status 2 ls --bogus "$mesh"
 expect_status 2 --sig ABC ls "$mesh"
 expect_line "$err" "kvtsim-pool ls: --sig: a user signature is exactly 4 bytes, not 3"
 expect_status 0 ls --sig DEMO "$mesh"  # also after the command
+# The version comes from the library, which the build gives the project's.
+expect_status 0 --version
+expect_line "$out" "kvtsim-pool ${KVTSIM_PROJECT_VERSION:?}"
 
 # The demo's format signature followed by other version bytes.
 { head -c 8 "$mesh"; printf '\002'; } >"$work/old.sim"
