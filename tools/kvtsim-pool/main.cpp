@@ -34,8 +34,8 @@ constexpr int kUsageOrIOError = 2;
 
 void AddCommonOptions(CLI::App& app, ToolOptions& options) {
   app.add_option("--sig", options.signature,
-                 "The document's 4-byte user signature (default: the one stored in the first "
-                 "pool header of the first file)");
+                 "The document's 4-byte user signature, or 0x and 8 hex digits as ls prints "
+                 "it (default: the one stored in the first pool header of the first file)");
   app.set_version_flag("--version", "kvtsim-pool " KVTSIM_POOL_VERSION);
   app.footer(
       "Run 'kvtsim-pool COMMAND --help' for a command's arguments and output. Exit status: 0 "
