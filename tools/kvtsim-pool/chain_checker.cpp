@@ -52,8 +52,8 @@ void ChainChecker::CheckRecord(KVTSimRpm_ChainWalker& walker, std::string const&
   if (!walker.Whole()) {
     Note(where, "stored length " + std::to_string(walker.Length()) +
                     " passes the end of the file by " +
-                    std::to_string(walker.End() - walker.FileSize()) +
-                    " bytes: the chain does not reach the file size exactly");
+                    Counted(static_cast<std::size_t>(walker.End() - walker.FileSize()), "byte") +
+                    ": the chain does not reach the file size exactly");
   } else if (header.StoredOpen()) {
     ScanOpenRecord(walker, walker.Location() + header.HeaderLength(), where);
   }

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "KVTBasException.h"
 #include "KVTSimPoolManager.h"
 #include "copy_progress.h"
 #include "read_only_document.h"
@@ -43,8 +44,17 @@ int CpCommand::Run() {
   unsigned int index = 0;
   try {
     index = Append(pool, signature, create);
-  } catch (...) {
+  } catch (KVTBasException const& e) {
     // A file made only to receive the copy is not left behind half made.
+    if (create)
+      ::unlink(mTarget.c_str());
+    // A pool that ends early is the source's fault, though it shows while
+    // the target is written.
+    std::string const message = DescribeError(e);
+    if (message.rfind("KVTSimExcShortPool", 0) == 0)
+      throw ToolError(mSource, message);
+    throw;
+  } catch (...) {
     if (create)
       ::unlink(mTarget.c_str());
     throw;

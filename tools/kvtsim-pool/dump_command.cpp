@@ -8,6 +8,7 @@
 #include "KVTSimRpm_Locator.h"
 #include "hex_dumper.h"
 #include "read_only_document.h"
+#include "text_format.h"
 #include "tool_error.h"
 #include "typed_dumper.h"
 #include "user_signature.h"
@@ -19,13 +20,17 @@ namespace {
 // Bytes read from the pool at a time; a multiple of a dump line.
 constexpr std::uint64_t kChunk = 64 * 1024;
 
-// Decimal digits only: the unsigned conversion would turn "-3" into 2^64 - 3.
+// Decimal or 0x hexadecimal, rewritten to plain decimal before the option's
+// own conversion sees it: that conversion would read "010" as octal and turn
+// "-3" into 2^64 - 3.
 CLI::Validator ByteCount() {
   return CLI::Validator(
       [](std::string& text) -> std::string {
-        if (!text.empty() && text.find_first_not_of("0123456789") == std::string::npos)
-          return std::string();
-        return "'" + text + "' is not a whole number of bytes";
+        std::optional<std::uint64_t> const value = ParseNumber(text);
+        if (!value)
+          return "'" + text + "' is not a whole number of bytes (decimal, or hexadecimal after 0x)";
+        text = std::to_string(*value);
+        return std::string();
       },
       "", "byte count");
 }
@@ -43,9 +48,11 @@ CLI::App* DumpCommand::Attach(CLI::App& app) {
       "too few for one value are shown in hexadecimal.");
   sub->add_option("FILE", mFile, "Container file holding the pool")->required();
   sub->add_option("POOL", mPool, "Pool index in FILE (0 is the first) or identifier")->required();
-  sub->add_option("--offset", mOffset, "First data offset to dump (default 0)")->check(ByteCount());
+  sub->add_option("--offset", mOffset,
+                  "First data offset to dump, decimal or 0x hexadecimal (default 0)")
+      ->transform(ByteCount());
   sub->add_option("--length", mLength, "Bytes to dump (default: to the end of the data)")
-      ->check(ByteCount())
+      ->transform(ByteCount())
       ->each([this](std::string const&) { mLengthGiven = true; });
   sub->add_option("--as", mAs, "Print stored values of TYPE instead of hexadecimal")
       ->type_name("TYPE")

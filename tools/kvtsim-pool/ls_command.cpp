@@ -4,10 +4,12 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "KVTSimPoolManager.h"
 #include "read_only_document.h"
 #include "text_format.h"
+#include "tool_error.h"
 #include "user_signature.h"
 
 namespace kvtsim_pool {
@@ -26,17 +28,53 @@ CLI::App* LsCommand::Attach(CLI::App& app) {
   return sub;
 }
 
+namespace {
+
+// An empty file lists no pools, which ls must not present as a valid listing.
+void RefuseEmptyFile(std::string const& path) {
+  if (KVTSimRpm_ChainWalker(KVTString(path.c_str()), nullptr).FileSize() == 0)
+    throw ToolError(path, "empty file: not a container file (it holds no pool)");
+}
+
+// The loader reads a text file as a damaged header, or finds no signature in
+// a short one; that would send the user looking for damage that is not there.
+// Such a file is named as type classifies it.
+[[noreturn]] void RethrowLoadError(std::string const& path) {
+  if (KVTSimRpm_Document::GetFileType(KVTString(path.c_str())) ==
+      KVTSimRpm_Document::FileTypeNotSim)
+    throw ToolError(path, "KVTSimExcNotSimFile: not a container file (type calls it NotSim)");
+  throw;
+}
+
+}  // namespace
+
 int LsCommand::Run() {
-  UserSignature const signature = UserSignature::Resolve(mOptions.signature, mFiles.front());
+  for (std::string const& path : mFiles) {
+    mCurrent = path;
+    RefuseEmptyFile(path);
+  }
+  std::optional<UserSignature> signature;
+  try {
+    signature = UserSignature::Resolve(mOptions.signature, mFiles.front());
+  } catch (ToolError const&) {
+    RethrowLoadError(mFiles.front());
+  }
   std::vector<FileListing> files;
   for (std::string const& path : mFiles) {
     mCurrent = path;
-    ReadOnlyDocument document(signature);
-    document.Add(path);
+    ReadOnlyDocument document(*signature);
+    try {
+      document.Add(path);
+    } catch (ToolError const& e) {
+      std::string const kind = e.what();
+      if (kind.rfind("KVTSimExcCorruptHeader", 0) != 0 && kind.rfind("KVTSimExcNotSimFile", 0) != 0)
+        throw;
+      RethrowLoadError(path);
+    }
     files.push_back(ListPools(path, document.File(0)));
   }
   if (mJson)
-    PrintJson(files, signature.Text());
+    PrintJson(files, signature->Text());
   else
     PrintTable(files);
   return 0;

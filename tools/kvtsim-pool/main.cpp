@@ -38,8 +38,8 @@ constexpr int kUsageOrIOError = 2;
 
 void AddCommonOptions(CLI::App& app, ToolOptions& options) {
   app.add_option("--sig", options.signature,
-                 "The document's 4-byte user signature (default: the one stored in the first "
-                 "pool header of the first file)");
+                 "The document's 4-byte user signature, or 0x and 8 hex digits as ls prints "
+                 "it (default: the one stored in the first pool header of the first file)");
   app.add_flag("--no-lock", options.noLock,
                "Take no writer lock on files opened for writing (for file systems without "
                "open-file-description locks); nothing then keeps two writers apart");

@@ -1,6 +1,8 @@
 #include "read_only_document.h"
 
+#include <cctype>
 #include <cstdlib>
+#include <string_view>
 
 #include "tool_error.h"
 
@@ -17,6 +19,18 @@ long long ParseIndex(std::string const& text) {
       return -1;
   }
   return std::atoll(text.c_str());
+}
+
+// Identifiers are hexadecimal digits, which a user may type in either case.
+bool SameIdentifier(std::string_view stored, std::string const& given) {
+  if (stored.size() != given.size())
+    return false;
+  for (std::size_t i = 0; i < given.size(); ++i) {
+    if (std::tolower(static_cast<unsigned char>(stored[i])) !=
+        std::tolower(static_cast<unsigned char>(given[i])))
+      return false;
+  }
+  return true;
 }
 
 }  // namespace
@@ -45,9 +59,11 @@ KVTSimRpm_Pool ReadOnlyDocument::SelectPool(std::size_t i, std::string const& te
   }
   if (text.size() == KVTSimRpm_PoolHeader::kEntrySize) {
     for (unsigned int p = 0; p < count; ++p) {
-      if (file.Pool(p).GetGUID().View() == text)
+      if (SameIdentifier(file.Pool(p).GetGUID().View(), text))
         return file.Pool(p);
     }
+    throw ToolError(Path(i), "no pool has identifier " + text + " in this file (" +
+                                 std::to_string(count) + " pools; ls lists them)");
   }
   throw ToolError(Path(i), "no pool '" + text + "': give an index or a 32-character identifier");
 }

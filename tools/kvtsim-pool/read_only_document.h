@@ -33,8 +33,8 @@ class ReadOnlyDocument {
   std::string const& Path(std::size_t i) const { return mPaths.at(i); }
 
   // The pool of file i named by text: a decimal index in the file, or the
-  // pool's 32-character identifier. Raises ToolError when there is no such
-  // pool.
+  // pool's 32-character identifier in either case. Raises ToolError when
+  // there is no such pool.
   KVTSimRpm_Pool SelectPool(std::size_t i, std::string const& text) const;
 
   // "<path> pool <index>" for the pool loaded at map slot slotInMap, or ""

@@ -17,9 +17,10 @@ class UserSignature {
  public:
   static constexpr std::size_t kLength = KVTSimRpm_PoolHeader::kUserSignatureSize;
 
-  // given when it is not empty, else the signature stored in firstFile.
-  // Raises ToolError when given is not 4 bytes or firstFile is too short to
-  // hold a pool header, and KVTSimUttOSError when firstFile cannot be read.
+  // given when it is not empty (4 bytes as they are, or "0x" and 8
+  // hexadecimal digits, as ls prints a signature that is not printable), else the signature stored
+  // in firstFile. Raises ToolError when given is not 4 bytes or firstFile is too short to hold a
+  // pool header, and KVTSimUttOSError when firstFile cannot be read.
   static UserSignature Resolve(std::string const& given, std::string const& firstFile);
 
   // The signature stored in the first pool header of path, or none when the
