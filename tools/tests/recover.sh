@@ -6,11 +6,12 @@ source "$(dirname "$0")/lib.sh"
 make_demo
 size=$(stat -c %s "$results")
 first=$(pool_field "$results" 1 location)
+entries=$(pool_field "$results" 1 entries)
 
 # The demo's results file cut anywhere inside its second pool's header or
 # directory: the loader refuses it, check suggests recover, and recover keeps
 # the first pool.
-for cut in $(seq $((first + 2)) 37 $((first + 150))); do
+for cut in $(seq $((first + 2)) 37 $((first + 48 + 32 * entries - 1))); do
   head -c "$cut" "$results" >"$work/cut.sim"
   expect_status 1 check "$work/cut.sim"
   expect_line "$out" "hint: $work/cut.sim: 'kvtsim-pool recover $work/cut.sim -o OUT'"
