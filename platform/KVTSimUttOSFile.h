@@ -19,8 +19,8 @@
 // name, EAGAIN, "file is locked by another writer"), and the file is left as
 // it was (OpenWrite empties it only once the lock is held). OpenRead takes no
 // lock. SetWriterLocking(false) turns the lock off for the whole process, for
-// file systems without such locks (they refuse with ENOLCK, EINVAL or
-// EOPNOTSUPP, raised as "lock" errors).
+// file systems without such locks (they refuse the lock, with ENOLCK for
+// instance, raised as a "lock" error).
 //
 // Durability. Flush makes the written data and the file size durable
 // (fdatasync). A create that makes a new directory entry (OpenWrite of a name

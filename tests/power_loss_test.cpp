@@ -64,16 +64,19 @@ using Header = KVTSimRpm_PoolHeader;
 class MemoryDisk {
  public:
   // One change made since the file was last synced: a write, or a
-  // truncation (bytes empty, offset the new size).
+  // truncation (bytes empty, offset the new size), with what it replaced so
+  // that it can be undone: the size before and the bytes it overwrote or cut.
   struct Change {
     bool truncate;
     std::uint64_t offset;
     std::string bytes;
+    std::uint64_t sizeBefore = 0;
+    std::string replaced;
   };
 
   struct File {
-    std::string seen;     // what reads return
-    std::string durable;  // what survives a power loss
+    std::string seen;  // what reads return; undoing the unsynced changes gives
+                       // what survives a power loss
     std::vector<Change> unsynced;
     bool nameDurable = false;
     int lockedBy = -1;  // the descriptor holding the writer lock
@@ -109,7 +112,7 @@ class MemoryDisk {
   // A file that survived, as its durable bytes.
   void Put(std::string const& path, std::string const& bytes) {
     File& file = NewFile(path);
-    file.seen = file.durable = bytes;
+    file.seen = bytes;
     file.nameDurable = true;
   }
 
@@ -133,7 +136,9 @@ class MemoryDisk {
           kept.push_back(change);
       }
       Tear(kept, rng);
-      std::string bytes = file->durable;
+      std::string bytes = file->seen;
+      for (auto it = file->unsynced.rbegin(); it != file->unsynced.rend(); ++it)
+        Undo(bytes, *it);
       for (Change const& change : kept)
         Apply(bytes, change);
       left[path] = bytes;
@@ -142,6 +147,23 @@ class MemoryDisk {
   }
 
  private:
+  // Applies change to bytes, noting in it what it replaced.
+  static void NoteChange(std::string& bytes, Change& change) {
+    change.sizeBefore = bytes.size();
+    std::uint64_t const reach =
+        change.truncate ? bytes.size() : change.offset + change.bytes.size();
+    if (change.offset < bytes.size())
+      change.replaced =
+          bytes.substr(change.offset, std::min<std::uint64_t>(reach, bytes.size()) - change.offset);
+    Apply(bytes, change);
+  }
+
+  static void Undo(std::string& bytes, Change const& change) {
+    bytes.resize(std::max<std::uint64_t>(bytes.size(), change.offset + change.replaced.size()));
+    bytes.replace(change.offset, change.replaced.size(), change.replaced);
+    bytes.resize(change.sizeBefore);
+  }
+
   static void Apply(std::string& bytes, Change const& change) {
     if (change.truncate) {
       bytes.resize(change.offset);
@@ -232,8 +254,9 @@ class MemoryDisk {
     if ((flags & O_TRUNC) != 0) {
       if (!disk.Spend())
         return -1;
-      it->second->seen.clear();
-      it->second->unsynced.push_back({true, 0, ""});
+      Change change{true, 0, "", 0, ""};
+      NoteChange(it->second->seen, change);
+      it->second->unsynced.push_back(std::move(change));
     }
     disk.mDescriptors[fd] = {it->second, path};
     return fd;
@@ -259,8 +282,8 @@ class MemoryDisk {
     if (!gDisk->Spend())
       return -1;
     Change change{false, static_cast<std::uint64_t>(offset),
-                  std::string(static_cast<char const*>(buffer), count)};
-    Apply(d->file->seen, change);
+                  std::string(static_cast<char const*>(buffer), count), 0, ""};
+    NoteChange(d->file->seen, change);
     d->file->unsynced.push_back(std::move(change));
     return static_cast<ssize_t>(count);
   }
@@ -271,9 +294,9 @@ class MemoryDisk {
       return errno = EBADF, -1;
     if (!gDisk->Spend())
       return -1;
-    Change change{true, static_cast<std::uint64_t>(size), ""};
-    Apply(d->file->seen, change);
-    d->file->unsynced.push_back(change);
+    Change change{true, static_cast<std::uint64_t>(size), "", 0, ""};
+    NoteChange(d->file->seen, change);
+    d->file->unsynced.push_back(std::move(change));
     return 0;
   }
 
@@ -314,7 +337,6 @@ class MemoryDisk {
       }
       return 0;
     }
-    d->file->durable = d->file->seen;
     d->file->unsynced.clear();
     return 0;
   }
@@ -388,11 +410,13 @@ std::uint32_t GetU32(char const* p) {
 
 std::string Record(std::uint32_t number, std::size_t payload) {
   std::string body;
+  body.reserve(kRecordHead + payload + 4);
   PutU32(body, kMagic);
   PutU32(body, number);
   PutU32(body, static_cast<std::uint32_t>(payload));
+  body.resize(kRecordHead + payload);
   for (std::size_t i = 0; i < payload; ++i)
-    body.push_back(static_cast<char>('a' + (number * 7 + i) % 26));
+    body[kRecordHead + i] = static_cast<char>('a' + (number * 7 + i) % 26);
   PutU32(body, Checksum(body));
   return body;
 }

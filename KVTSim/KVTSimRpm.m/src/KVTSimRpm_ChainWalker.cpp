@@ -68,8 +68,10 @@ std::optional<std::uint64_t> KVTSimRpm_ChainWalker::FindHeader(std::uint64_t fro
   char const first = static_cast<char>(Header::kFormatSignature[0]);
   std::string bytes;
   for (std::uint64_t base = from; base < mFileSize; base += kScanPiece) {
-    // A header's worth past the piece, so that one across its end is seen.
-    bytes.resize(kScanPiece + Header::kSize - 1);
+    // A header's worth past the piece, so that one across its end is seen;
+    // no more than the file holds.
+    bytes.resize(static_cast<std::size_t>(
+        std::min<std::uint64_t>(kScanPiece + Header::kSize - 1, mFileSize - base)));
     bytes.resize(Read(base, bytes.size(), &bytes[0]));
     char const* const begin = bytes.data();
     std::size_t const limit = std::min<std::size_t>(kScanPiece, bytes.size());
