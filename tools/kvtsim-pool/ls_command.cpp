@@ -82,12 +82,15 @@ int LsCommand::Run() {
 
 LsCommand::FileListing LsCommand::ListPools(std::string const& path, KVTSimRpm_File const& file) {
   FileListing listing{path, {}};
+  std::uint64_t const size = KVTSimRpm_ChainWalker(KVTString(path.c_str()), nullptr).FileSize();
   for (unsigned int i = 0; i < file.PoolCount(); ++i) {
     KVTSimRpm_PoolDescription const pool = file.Pool(i).Describe();
-    listing.pools.push_back(PoolRow{i, pool.Location(), pool.RecordLength(), pool.DataLength(),
-                                    pool.StoredState() == KVTSimRpm_PoolDescription::StateOpen,
-                                    static_cast<int>(pool.Entries().size()),
-                                    Printable(pool.Identifier())});
+    std::uint64_t const present =
+        std::min(pool.RecordLength(), size - std::min(size, pool.Location()));
+    listing.pools.push_back(
+        PoolRow{i, pool.Location(), pool.RecordLength(), pool.DataLength(), present,
+                pool.StoredState() == KVTSimRpm_PoolDescription::StateOpen,
+                static_cast<int>(pool.Entries().size()), Printable(pool.Identifier())});
   }
   return listing;
 }
@@ -96,17 +99,26 @@ void LsCommand::PrintTable(std::vector<FileListing> const& files) {
   int width = 4;
   for (FileListing const& file : files)
     width = std::max(width, static_cast<int>(file.path.size()));
-  std::printf("%-*s %4s %12s %12s %12s %-6s %7s  %s\n", width, "FILE", "POOL", "LOCATION", "LENGTH",
-              "DATA", "STATE", "ENTRIES", "IDENTIFIER");
+  std::printf("%-*s %4s %12s %12s %12s  %-6s %7s  %s\n", width, "FILE", "POOL", "LOCATION",
+              "LENGTH", "DATA", "STATE", "ENTRIES", "IDENTIFIER");
+  std::vector<std::string> footer;
   for (FileListing const& file : files) {
     for (PoolRow const& row : file.pools) {
-      std::printf("%-*s %4u %12llu %12llu %12llu %-6s %7d  %s\n", width, file.path.c_str(),
+      std::printf("%-*s %4u %12llu %12llu %12llu%c %-6s %7d  %s\n", width, file.path.c_str(),
                   row.index, static_cast<unsigned long long>(row.location),
                   static_cast<unsigned long long>(row.length),
-                  static_cast<unsigned long long>(row.dataLength), row.open ? "open" : "frozen",
-                  row.entries, row.identifier.c_str());
+                  static_cast<unsigned long long>(row.dataLength), row.PastEnd() ? '*' : ' ',
+                  row.open ? "open" : "frozen", row.entries, row.identifier.c_str());
+      if (row.PastEnd()) {
+        footer.push_back(file.path + " pool " + std::to_string(row.index) +
+                         ": its stored length runs past the end of the file, which holds " +
+                         std::to_string(row.present) + " of its " + std::to_string(row.length) +
+                         " bytes");
+      }
     }
   }
+  for (std::string const& line : footer)
+    std::printf("* %s\n", line.c_str());
 }
 
 void LsCommand::PrintJson(std::vector<FileListing> const& files, std::string const& signature) {
@@ -118,6 +130,8 @@ void LsCommand::PrintJson(std::vector<FileListing> const& files, std::string con
                        {"location", row.location},
                        {"length", row.length},
                        {"data_length", row.dataLength},
+                       {"past_end", row.PastEnd()},
+                       {"bytes_in_file", row.present},
                        {"state", row.open ? "open" : "frozen"},
                        {"entries", row.entries},
                        {"identifier", row.identifier}});

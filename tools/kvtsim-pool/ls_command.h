@@ -28,9 +28,14 @@ class LsCommand : public Command {
     std::uint64_t location;
     std::uint64_t length;      // the whole record
     std::uint64_t dataLength;  // the data area
+    std::uint64_t present;     // bytes of the record the file holds
     bool open;                 // stored with all-"0" length digits
     int entries;
     std::string identifier;
+
+    // The stored length runs past the end of the file: the loader takes the
+    // missing tail as allocated but never written.
+    bool PastEnd() const noexcept { return present < length; }
   };
   struct FileListing {
     std::string path;
