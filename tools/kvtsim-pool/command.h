@@ -35,8 +35,12 @@ class Command {
   // Adds the subcommand to app and returns it.
   virtual CLI::App* Attach(CLI::App& app) = 0;
 
-  // Runs the parsed command; returns 0 or 1.
+  // Runs the parsed command; returns 0 or 1, or kFailedFiles when a command
+  // over several files has reported on standard error those it could not
+  // use and gone on with the others.
   virtual int Run() = 0;
+
+  static constexpr int kFailedFiles = 2;
 
   // The file that a library error raised by Run is reported against.
   virtual std::string Subject() const = 0;
