@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <optional>
 
+#include "KVTBasException.h"
 #include "KVTSimPoolManager.h"
 #include "read_only_document.h"
 #include "text_format.h"
@@ -39,11 +40,46 @@ void RefuseEmptyFile(std::string const& path) {
 // The loader reads a text file as a damaged header, or finds no signature in
 // a short one; that would send the user looking for damage that is not there.
 // Such a file is named as type classifies it.
-[[noreturn]] void RethrowLoadError(std::string const& path) {
+void RefuseNotContainer(std::string const& path) {
   if (KVTSimRpm_Document::GetFileType(KVTString(path.c_str())) ==
       KVTSimRpm_Document::FileTypeNotSim)
     throw ToolError(path, "KVTSimExcNotSimFile: not a container file (type calls it NotSim)");
-  throw;
+}
+
+// text as one shell word.
+std::string ShellWord(std::string const& text) {
+  bool const plain = !text.empty() && text.find_first_not_of(
+                                          "abcdefghijklmnopqrstuvwxyz"
+                                          "ABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                          "0123456789_-+.,/:=") == std::string::npos;
+  return plain ? text : "'" + text + "'";
+}
+
+// Where the loader stopped in path and what to do about it: the first pool
+// header it refuses, found by the walker with the loader's own checks.
+std::string ExplainLoadError(std::string const& path, UserSignature const& signature) {
+  std::string const checkHint = "'kvtsim-pool check " + ShellWord(path) + "' lists every problem";
+  std::string where;
+  try {
+    KVTSimRpm_ChainWalker walker(KVTString(path.c_str()), signature.Bytes());
+    while (walker.Next() && walker.Fault() == KVTSimRpm_PoolHeader::FaultNone) {
+    }
+    if (walker.HeaderBytes() > 0 && walker.Fault() != KVTSimRpm_PoolHeader::FaultNone) {
+      where = ": pool " + std::to_string(walker.Index()) + " at offset " +
+              std::to_string(walker.Location());
+      if (walker.Fault() == KVTSimRpm_PoolHeader::FaultUserSignature) {
+        std::string const stored =
+            Printable(std::string(walker.Header().UserSignature(), UserSignature::kLength));
+        return where + " stores user signature '" + stored + "', not the document's '" +
+               Printable(signature.Text()) + "': give --sig " + ShellWord(stored) +
+               " to open it with its own; " + checkHint;
+      }
+    }
+  } catch (KVTBasException const&) {
+    // The error being reported says enough on its own.
+  }
+  return where + ": " + checkHint + "; 'kvtsim-pool recover " + ShellWord(path) +
+         " -o OUT' keeps the whole pools before the damage";
 }
 
 }  // namespace
@@ -57,7 +93,8 @@ int LsCommand::Run() {
   try {
     signature = UserSignature::Resolve(mOptions.signature, mFiles.front());
   } catch (ToolError const&) {
-    RethrowLoadError(mFiles.front());
+    RefuseNotContainer(mFiles.front());
+    throw;
   }
   std::vector<FileListing> files;
   for (std::string const& path : mFiles) {
@@ -67,9 +104,12 @@ int LsCommand::Run() {
       document.Add(path);
     } catch (ToolError const& e) {
       std::string const kind = e.what();
-      if (kind.rfind("KVTSimExcCorruptHeader", 0) != 0 && kind.rfind("KVTSimExcNotSimFile", 0) != 0)
+      if (kind.rfind("KVTSimExcCorruptHeader", 0) == 0 || kind.rfind("KVTSimExcNotSimFile", 0) == 0)
+        RefuseNotContainer(path);
+      // The system's errors carry their own reason.
+      if (kind.rfind("KVTSimExc", 0) != 0)
         throw;
-      RethrowLoadError(path);
+      throw ToolError(e.Subject(), kind + ExplainLoadError(path, *signature));
     }
     files.push_back(ListPools(path, document.File(0)));
   }
