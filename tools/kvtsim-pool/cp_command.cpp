@@ -30,7 +30,10 @@ CLI::App* CpCommand::Attach(CLI::App& app) {
       "When the pool's directory names pools DST lacks, cp warns, naming them: references\n"
       "into them cannot be followed in DST. --with-references first copies those SRC holds\n"
       "(and the pools they name in turn), each before the pools that name it. Should a\n"
-      "later copy fail, the pools copied before it stay in an existing DST.");
+      "later copy fail, the pools copied before it stay in an existing DST.",
+      "$ kvtsim-pool cp --with-references demo/mesh.sim 1 copy.sim\n"
+      "demo/mesh.sim pool 0 (64f67965fe614c32a3ea130e936ff74f, 208 bytes) -> copy.sim pool 0\n"
+      "demo/mesh.sim pool 1 (9e44f494c782474eacc6c13568b5d3bf, 220 bytes) -> copy.sim pool 1");
   sub->add_option("SRC", mSource, "Container file holding the pool")->required();
   sub->add_option("POOL", mPool, "Pool index in SRC (0 is the first) or identifier")->required();
   sub->add_option("DST", mTarget, "Container file to append the copy to")->required();

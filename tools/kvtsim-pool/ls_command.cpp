@@ -21,7 +21,17 @@ CLI::App* LsCommand::Attach(CLI::App& app) {
       "Lists the pools of each file, one line per pool: index, location (byte offset in the\n"
       "file), record length, data length, open or frozen (as stored: a normally closed file\n"
       "stores its last pool open), directory entry count and identifier. Each file is\n"
-      "opened read-only in a document of its own.");
+      "opened read-only in a document of its own. A pool whose stored length runs past the\n"
+      "end of the file (the loader takes it as the last pool, its tail never written) is\n"
+      "marked with * after DATA and a footer line saying how many of its bytes the file\n"
+      "holds. A file the library refuses is named with the error kind and the pool and\n"
+      "offset where loading stopped.",
+      "$ kvtsim-pool ls demo/mesh.sim\n"
+      "FILE          POOL     LOCATION       LENGTH         DATA  STATE  ENTRIES  IDENTIFIER\n"
+      "demo/mesh.sim    0            0          208          128  frozen       1  "
+      "64f67965fe614c32a3ea130e936ff74f\n"
+      "demo/mesh.sim    1          208          220          108  open         2  "
+      "9e44f494c782474eacc6c13568b5d3bf");
   sub->add_option("FILE", mFiles, "Container files to list")->required();
   sub->add_flag("--json", mJson,
                 "Print the same as one JSON object: {\"signature\", \"files\": "

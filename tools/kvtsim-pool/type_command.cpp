@@ -31,7 +31,11 @@ CLI::App* TypeCommand::Attach(CLI::App& app) {
       "Prints the file type found by the probe (Sim: a container file of format version 3 to 6;\n"
       "OldSim: versions 1 and 2; NotSim: anything else) and whether its format version\n"
       "differs from the current version 6, one line per file. Reads only the first 9 bytes\n"
-      "of each. A file that cannot be read is reported and the others are still probed.");
+      "of each. A file that cannot be read is reported and the others are still probed.",
+      "$ kvtsim-pool type demo/mesh.sim notes.txt\n"
+      "demo/mesh.sim: Sim, upgrade required: no\n"
+      "notes.txt: NotSim, upgrade required: n/a",
+      SignatureHelp::kHidden);
   sub->add_option("FILE", mFiles, "The files to probe")->required();
   return sub;
 }

@@ -7,6 +7,17 @@ expect_status 0 --help
 expect_line "$out" "check"
 expect_status 0 dump --help
 expect_line "$out" "--offset"
+# Each command's help shows an example; --sig is explained where the loader
+# compares it with every pool header, and only there.
+for command in type ls dir dump check cp recover demo; do
+  expect_status 0 "$command" --help
+  expect_line "$out" "  \$ kvtsim-pool $command "
+  case $command in
+    type | recover | demo)
+      if grep -qF "user signature is --sig" "$out"; then fail "$command --help explains --sig"; fi ;;
+    *) expect_line "$out" "The document's user signature is --sig XXXX" ;;
+  esac
+done
 expect_status 2
 expect_line "$err" "kvtsim-pool: A subcommand is required: one of type, ls, dir, dump, check, cp,"
 expect_status 2 bogus "$mesh"
