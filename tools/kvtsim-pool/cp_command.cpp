@@ -174,7 +174,7 @@ void CpCommand::Report(KVTSimRpm_File const& source, std::vector<Copied> const& 
   std::fprintf(
       stderr,
       "kvtsim-pool cp: warning: %s lacks %s that the copied directory names (%s): "
-      "references into %s cannot be followed in it%s\n",
+      "references into %s cannot be followed there%s\n",
       mTarget.c_str(), Counted(mLacking.size(), "pool").c_str(), names.c_str(),
       mLacking.size() == 1 ? "it" : "them",
       inSource && !mWithReferences ? "; --with-references copies those SRC holds too" : "");
