@@ -1,4 +1,7 @@
-// LsCommand: "kvtsim-pool ls FILE... [--json]", one line per pool.
+// LsCommand: "kvtsim-pool ls FILE... [--json]", one line per pool. A pool
+// whose stored length runs past the end of its file is marked. A file the
+// library refuses ends the command with the error kind, the pool and offset
+// where loading stopped, and what to run next.
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_LS_COMMAND_H_
 #define KVTSIM_TOOLS_KVTSIM_POOL_LS_COMMAND_H_

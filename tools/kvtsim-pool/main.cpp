@@ -5,8 +5,10 @@
 //
 // Exit status: 0 on success, 1 when check finds problems or recover drops
 // bytes, 2 on usage or I/O errors (and when recover can keep nothing), with
-// one line on standard error naming the file and the error kind:
-//   kvtsim-pool ls: demo/mesh.sim: KVTSimExcCorruptDirectory
+// one line on standard error naming the command, the file and the error kind:
+//   kvtsim-pool dir: demo/mesh.sim: KVTSimExcCorruptDirectory
+// or, for a command line that does not parse, the command and its help:
+//   kvtsim-pool dump: POOL is required (see kvtsim-pool dump --help)
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
