@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <optional>
+#include <map>
 #include <set>
 
 #include "KVTBasException.h"
@@ -45,28 +45,24 @@ CLI::App* CpCommand::Attach(CLI::App& app) {
 
 namespace {
 
-// The identifiers of the pools of file.
-std::set<std::string> Identifiers(KVTSimRpm_File const& file) {
-  std::set<std::string> identifiers;
+std::string Identifier(KVTSimRpm_Pool const& pool) {
+  return std::string(pool.GetGUID().View());
+}
+
+// Each pool of file by its identifier: its index.
+std::map<std::string, unsigned int> PoolsByIdentifier(KVTSimRpm_File const& file) {
+  std::map<std::string, unsigned int> pools;
   for (unsigned int p = 0; p < file.PoolCount(); ++p)
-    identifiers.insert(file.Pool(p).Describe().Identifier());
-  return identifiers;
+    pools.emplace(Identifier(file.Pool(p)), p);
+  return pools;
 }
 
-// The index in file of the pool with identifier, or none.
-std::optional<unsigned int> FindPool(KVTSimRpm_File const& file, std::string const& identifier) {
-  for (unsigned int p = 0; p < file.PoolCount(); ++p) {
-    if (file.Pool(p).Describe().Identifier() == identifier)
-      return p;
-  }
-  return std::nullopt;
-}
-
-// Appends to order, depth first, the pools of source that pool names and
-// held lacks, then pool itself: every pool comes after the pools it names, as
-// when they were made. A pool already placed (or being placed, should two
-// directories name each other) is not placed again.
-void ReferencesFirst(KVTSimRpm_File const& source, unsigned int pool, std::set<std::string>& held,
+// Appends to order, depth first, the pools of source (indexed by pools) that
+// pool names and held lacks, then pool itself: every pool comes after the
+// pools it names, as when they were made. A pool already placed (or being
+// placed, should two directories name each other) is not placed again.
+void ReferencesFirst(KVTSimRpm_File const& source, std::map<std::string, unsigned int> const& pools,
+                     unsigned int pool, std::set<std::string>& held,
                      std::vector<unsigned int>& order) {
   KVTSimRpm_PoolDescription const description = source.Pool(pool).Describe();
   held.insert(description.Identifier());
@@ -75,8 +71,9 @@ void ReferencesFirst(KVTSimRpm_File const& source, unsigned int pool, std::set<s
   for (std::size_t slot = 1; slot < entries.size(); ++slot) {
     if (held.count(entries[slot].Identifier()) != 0)
       continue;
-    if (std::optional<unsigned int> const named = FindPool(source, entries[slot].Identifier()))
-      ReferencesFirst(source, *named, held, order);
+    auto const named = pools.find(entries[slot].Identifier());
+    if (named != pools.end())
+      ReferencesFirst(source, pools, named->second, held, order);
   }
   order.push_back(pool);
 }
@@ -90,8 +87,8 @@ int CpCommand::Run() {
   ReadOnlyDocument source(signature);
   source.Add(mSource);
   KVTSimRpm_File const& sourceFile = source.File(0);
-  unsigned int const pool =
-      *FindPool(sourceFile, source.SelectPool(0, mPool).Describe().Identifier());
+  mSourcePools = PoolsByIdentifier(sourceFile);
+  unsigned int const pool = mSourcePools.at(Identifier(source.SelectPool(0, mPool)));
 
   struct stat info {};
   bool const create = ::stat(mTarget.c_str(), &info) != 0 && errno == ENOENT;
@@ -124,12 +121,14 @@ std::vector<CpCommand::Copied> CpCommand::Append(KVTSimRpm_File const& source, u
   KVTSimRpm_File file =
       document.AddFile(KVTString(mTarget.c_str()),
                        create ? KVTSimRpm_Document::AccessWrite : KVTSimRpm_Document::AccessUpdate);
-  std::set<std::string> held = Identifiers(file);
+  std::set<std::string> held;
+  for (auto const& entry : PoolsByIdentifier(file))
+    held.insert(entry.first);
   std::vector<unsigned int> order;
-  if (!mWithReferences || held.count(source.Pool(pool).Describe().Identifier()) != 0)
+  if (!mWithReferences || held.count(Identifier(source.Pool(pool))) != 0)
     order.push_back(pool);  // a pool DST holds is refused before anything is copied
   else
-    ReferencesFirst(source, pool, held, order);
+    ReferencesFirst(source, mSourcePools, pool, held, order);
 
   std::uint64_t bytes = 0;
   for (unsigned int p : order)
@@ -168,7 +167,7 @@ void CpCommand::Report(KVTSimRpm_File const& source, std::vector<Copied> const& 
   bool inSource = false;
   for (std::string const& identifier : mLacking) {
     names += (names.empty() ? "" : ", ") + Printable(identifier);
-    inSource = inSource || FindPool(source, identifier).has_value();
+    inSource = inSource || mSourcePools.count(identifier) != 0;
   }
   std::fflush(stdout);
   std::fprintf(

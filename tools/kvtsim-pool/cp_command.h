@@ -10,7 +10,7 @@
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_CP_COMMAND_H_
 #define KVTSIM_TOOLS_KVTSIM_POOL_CP_COMMAND_H_
 
-#include <set>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -57,6 +57,8 @@ class CpCommand : public Command {
   // Identifiers named by the directories of the copies that DST lacks after
   // the copy, each once, in the order found.
   std::vector<std::string> mLacking;
+  // The pools of SRC by identifier: their index.
+  std::map<std::string, unsigned int> mSourcePools;
 };
 
 }  // namespace kvtsim_pool
