@@ -45,7 +45,8 @@ class ChainChecker {
   // walked so far.
   void CheckUniqueIdentifiers();
 
-  // Pool records walked whole.
+  // Pool records walked whose extent is known, counting one whose stored
+  // length runs past the end of its file.
   std::size_t PoolCount() const noexcept { return mPools; }
 
  private:

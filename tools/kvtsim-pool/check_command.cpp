@@ -25,7 +25,11 @@ CLI::App* CheckCommand::Attach(CLI::App& app) {
       "is stored open (a pool header found inside an open pool is reported); identifiers are\n"
       "unique across the files; the files load together read-only (else the error kind is\n"
       "reported); and every directory entry names a pool loaded from the files given\n"
-      "(entries naming pools of other files are reported as unresolved).");
+      "(entries naming pools of other files are reported as unresolved). The summary line\n"
+      "counts every pool whose extent its header gives, one whose stored length runs past\n"
+      "the end of its file included.",
+      "$ kvtsim-pool check demo/mesh.sim demo/results.sim\n"
+      "check: 2 files, 4 pools: no problems");
   sub->add_option("FILE", mFiles, "Container files forming one document")->required();
   sub->add_flag("--allow-unresolved", mAllowUnresolved,
                 "List directory entries naming pools outside the files given as notes, not "

@@ -35,17 +35,29 @@ class Command {
   // Adds the subcommand to app and returns it.
   virtual CLI::App* Attach(CLI::App& app) = 0;
 
-  // Runs the parsed command; returns 0 or 1.
+  // Runs the parsed command; returns 0 or 1, or kFailedFiles when a command
+  // over several files has reported on standard error those it could not
+  // use and gone on with the others.
   virtual int Run() = 0;
+
+  static constexpr int kFailedFiles = 2;
 
   // The file that a library error raised by Run is reported against.
   virtual std::string Subject() const = 0;
 };
 
+// Whether a command's help explains --sig: only commands that open files
+// through the loader, which compares every pool header with the document's
+// user signature, depend on it.
+enum class SignatureHelp { kShown, kHidden };
+
 // Adds subcommand name to app: summary is what the command list shows,
-// details what the command's own --help adds below its options.
+// details what the command's own --help adds below its options, followed by
+// example (a command line and what it prints, one line each; none when
+// empty), the --sig paragraph unless hidden, and the exit statuses.
 CLI::App* AddSubcommand(CLI::App& app, char const* name, char const* summary,
-                        std::string const& details);
+                        std::string const& details, std::string const& example = std::string(),
+                        SignatureHelp signature = SignatureHelp::kShown);
 
 }  // namespace kvtsim_pool
 

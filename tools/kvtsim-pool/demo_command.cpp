@@ -24,7 +24,14 @@ CLI::App* DemoCommand::Attach(CLI::App& app) {
       "nodes and a pool of elements referring to them, and results.sim with two pools of\n"
       "results referring to the elements in mesh.sim. Then opens both files read-only in a\n"
       "new document and prints what it reads, following the references between the files.\n"
-      "Existing files are never overwritten. The user signature is DEMO unless --sig is given.");
+      "Existing files are never overwritten. The user signature is DEMO unless --sig is given.",
+      "$ kvtsim-pool demo demo\n"
+      "wrote demo/mesh.sim (nodes, elements) and demo/results.sim (results of two steps) with "
+      "user signature DEMO\n"
+      "read back in a new document:\n"
+      "demo/mesh.sim pool 0: 4 nodes\n"
+      "...",
+      SignatureHelp::kHidden);
   sub->add_option("DIR", mDirectory, "Directory to write mesh.sim and results.sim into")
       ->required();
   return sub;

@@ -25,7 +25,13 @@ CLI::App* DirCommand::Attach(CLI::App& app) {
       "Prints the directory of a pool: for each directory slot the identifier it names and\n"
       "whether that pool is loaded in the document formed by FILE and the --with files\n"
       "(and where). Slot 0 is the pool itself; the other slots are the pools that existed\n"
-      "when it was created, the only pools its data can refer to.");
+      "when it was created, the only pools its data can refer to.",
+      "$ kvtsim-pool dir demo/results.sim 1 --with demo/mesh.sim\n"
+      "demo/results.sim pool 1: 3 directory entries\n"
+      "SLOT  IDENTIFIER                        LOADED\n"
+      "   0  df178c5d2ea64a0da9329d3469158257  yes (demo/results.sim pool 1)\n"
+      "   1  64f67965fe614c32a3ea130e936ff74f  yes (demo/mesh.sim pool 0)\n"
+      "   2  9e44f494c782474eacc6c13568b5d3bf  yes (demo/mesh.sim pool 1)");
   sub->add_option("FILE", mFile, "Container file holding the pool")->required();
   sub->add_option("POOL", mPool, "Pool index in FILE (0 is the first) or identifier")->required();
   sub->add_option("--with", mWith, "Another file to open in the same document (repeatable)");

@@ -45,7 +45,10 @@ CLI::App* DumpCommand::Attach(CLI::App& app) {
       "locators count them. With --as, the bytes are read as stored values of one type\n"
       "(little-endian; i16 to u64 integers, f32 and f64 IEEE-754) and printed 16 bytes a\n"
       "line, floating point in the shortest form that reads back exactly; bytes at the end\n"
-      "too few for one value are shown in hexadecimal.");
+      "too few for one value are shown in hexadecimal.",
+      "$ kvtsim-pool dump demo/mesh.sim 0 --length 32\n"
+      "00000000: 0400 0000 0100 0000 0500 0000 696e 6c65  ............inle\n"
+      "00000010: 7400 0000 0000 0000 0000 0000 0000 0000  t...............");
   sub->add_option("FILE", mFile, "Container file holding the pool")->required();
   sub->add_option("POOL", mPool, "Pool index in FILE (0 is the first) or identifier")->required();
   sub->add_option("--offset", mOffset,

@@ -1,4 +1,7 @@
-// LsCommand: "kvtsim-pool ls FILE... [--json]", one line per pool.
+// LsCommand: "kvtsim-pool ls FILE... [--json]", one line per pool. A pool
+// whose stored length runs past the end of its file is marked. A file the
+// library refuses ends the command with the error kind, the pool and offset
+// where loading stopped, and what to run next.
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_LS_COMMAND_H_
 #define KVTSIM_TOOLS_KVTSIM_POOL_LS_COMMAND_H_
@@ -28,9 +31,14 @@ class LsCommand : public Command {
     std::uint64_t location;
     std::uint64_t length;      // the whole record
     std::uint64_t dataLength;  // the data area
+    std::uint64_t present;     // bytes of the record the file holds
     bool open;                 // stored with all-"0" length digits
     int entries;
     std::string identifier;
+
+    // The stored length runs past the end of the file: the loader takes the
+    // missing tail as allocated but never written.
+    bool PastEnd() const noexcept { return present < length; }
   };
   struct FileListing {
     std::string path;

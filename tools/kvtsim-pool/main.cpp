@@ -5,8 +5,10 @@
 //
 // Exit status: 0 on success, 1 when check finds problems or recover drops
 // bytes, 2 on usage or I/O errors (and when recover can keep nothing), with
-// one line on standard error naming the file and the error kind:
-//   kvtsim-pool ls: demo/mesh.sim: KVTSimExcCorruptDirectory
+// one line on standard error naming the command, the file and the error kind:
+//   kvtsim-pool dir: demo/mesh.sim: KVTSimExcCorruptDirectory
+// or, for a command line that does not parse, the command and its help:
+//   kvtsim-pool dump: POOL is required (see kvtsim-pool dump --help)
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
@@ -52,9 +54,40 @@ void AddCommonOptions(CLI::App& app, ToolOptions& options) {
   app.require_subcommand(1);
   // Lets --sig follow the command name too.
   app.fallthrough();
-  app.failure_message([](CLI::App const*, CLI::Error const& e) {
-    return "kvtsim-pool: " + std::string(e.what()) + " (see kvtsim-pool --help)\n";
-  });
+}
+
+// The command names, as --help lists them.
+std::string CommandList(CLI::App const& app) {
+  std::string list;
+  for (CLI::App const* sub : app.get_subcommands([](CLI::App const*) { return true; }))
+    list += (list.empty() ? "" : ", ") + sub->get_name();
+  return list;
+}
+
+// One line on standard error for a command line that does not parse: inside a
+// command it names the command and points to that command's help; before one
+// it says what was not understood.
+void ReportUsageError(CLI::App const& app, CLI::ParseError const& e) {
+  std::vector<CLI::App*> const parsed = app.get_subcommands();
+  if (!parsed.empty()) {
+    std::string const name = parsed.front()->get_name();
+    std::fprintf(stderr, "kvtsim-pool %s: %s (see kvtsim-pool %s --help)\n", name.c_str(), e.what(),
+                 name.c_str());
+    return;
+  }
+  std::vector<std::string> const rest = app.remaining();
+  if (rest.empty()) {
+    std::fprintf(stderr, "kvtsim-pool: %s: one of %s (see kvtsim-pool --help)\n", e.what(),
+                 CommandList(app).c_str());
+  } else if (rest.front().rfind("-", 0) == 0) {
+    std::fprintf(stderr, "kvtsim-pool: unknown option '%s' (see kvtsim-pool --help)\n",
+                 rest.front().c_str());
+  } else {
+    std::fprintf(stderr,
+                 "kvtsim-pool: unknown command '%s'; the commands are %s (see "
+                 "kvtsim-pool --help)\n",
+                 rest.front().c_str(), CommandList(app).c_str());
+  }
 }
 
 // Runs command; an error becomes one line on standard error.
@@ -109,7 +142,10 @@ int Main(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& e) {
     // --help and --version end the parse with status 0; real errors with 2.
-    return app.exit(e) == 0 ? 0 : kUsageOrIOError;
+    if (e.get_exit_code() == 0)
+      return app.exit(e);
+    ReportUsageError(app, e);
+    return kUsageOrIOError;
   }
   for (std::size_t i = 0; i < commands.size(); ++i) {
     if (!subcommands[i]->parsed())

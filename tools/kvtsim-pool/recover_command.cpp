@@ -33,7 +33,12 @@ CLI::App* RecoverCommand::Attach(CLI::App& app) {
       "(pools, bytes, the error the loader raises there). In place it takes the writer\n"
       "lock (see --no-lock). On a terminal, files over 64 MiB show their progress.\n"
       "Exit status: 0 when nothing was dropped, 1 when something was, 2 when nothing\n"
-      "could be kept or on an error.");
+      "could be kept or on an error.",
+      "$ kvtsim-pool recover crashed.sim -o mended.sim\n"
+      "kept: 1 pool, 260 of 300 bytes\n"
+      "dropped: 40 bytes from offset 260 (pool 1 on): KVTSimExcCorruptHeader\n"
+      "written: mended.sim (synced)",
+      SignatureHelp::kHidden);
   sub->add_option("FILE", mFile, "The damaged container file")->required();
   CLI::Option* output =
       sub->add_option("-o,--output", mOutput, "Write the result to OUT, a new file");

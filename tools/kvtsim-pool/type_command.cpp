@@ -3,7 +3,9 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "KVTBasException.h"
 #include "KVTSimRpm_Document.h"
+#include "tool_error.h"
 
 namespace kvtsim_pool {
 
@@ -28,22 +30,42 @@ CLI::App* TypeCommand::Attach(CLI::App& app) {
       app, "type", "Print the file type and whether the format needs an upgrade",
       "Prints the file type found by the probe (Sim: a container file of format version 3 to 6;\n"
       "OldSim: versions 1 and 2; NotSim: anything else) and whether its format version\n"
-      "differs from the current version 6. Reads only the first 9 bytes.\n"
-      "Example output:  demo/mesh.sim: Sim, upgrade required: no");
-  sub->add_option("FILE", mFile, "The file to probe")->required();
+      "differs from the current version 6, one line per file. Reads only the first 9 bytes\n"
+      "of each. A file that cannot be read is reported and the others are still probed.",
+      "$ kvtsim-pool type demo/mesh.sim notes.txt\n"
+      "demo/mesh.sim: Sim, upgrade required: no\n"
+      "notes.txt: NotSim, upgrade required: n/a",
+      SignatureHelp::kHidden);
+  sub->add_option("FILE", mFiles, "The files to probe")->required();
   return sub;
 }
 
 int TypeCommand::Run() {
-  KVTString const name(mFile.c_str());
+  int status = 0;
+  for (std::string const& path : mFiles) {
+    mCurrent = path;
+    try {
+      Probe(path);
+    } catch (KVTBasException const& e) {
+      // The lines of the files probed so far come first.
+      std::fflush(stdout);
+      std::fprintf(stderr, "kvtsim-pool type: %s: %s\n", ErrorSubject(e, path).c_str(),
+                   DescribeError(e).c_str());
+      status = kFailedFiles;
+    }
+  }
+  return status;
+}
+
+void TypeCommand::Probe(std::string const& path) const {
+  KVTString const name(path.c_str());
   KVTSimRpm_Document::FileType const type = KVTSimRpm_Document::GetFileType(name);
   // The upgrade check reads the version byte only; for a file that is not a
   // container its answer means nothing.
   char const* upgrade = "n/a";
   if (type != KVTSimRpm_Document::FileTypeNotSim)
     upgrade = KVTSimRpm_Document::BinaryUpgradeRequired(name) ? "yes" : "no";
-  std::printf("%s: %s, upgrade required: %s\n", mFile.c_str(), TypeName(type), upgrade);
-  return 0;
+  std::printf("%s: %s, upgrade required: %s\n", path.c_str(), TypeName(type), upgrade);
 }
 
 }  // namespace kvtsim_pool

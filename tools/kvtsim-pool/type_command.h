@@ -1,10 +1,13 @@
-// TypeCommand: "kvtsim-pool type FILE", the file-type probe and whether the
-// file's format version needs an upgrade.
+// TypeCommand: "kvtsim-pool type FILE...", the file-type probe and whether
+// each file's format version needs an upgrade, one line per file. A file that
+// cannot be read is reported on standard error and the others are still
+// probed; Run then returns 2.
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_TYPE_COMMAND_H_
 #define KVTSIM_TOOLS_KVTSIM_POOL_TYPE_COMMAND_H_
 
 #include <string>
+#include <vector>
 
 #include "command.h"
 
@@ -14,10 +17,13 @@ class TypeCommand : public Command {
  public:
   CLI::App* Attach(CLI::App& app) override;
   int Run() override;
-  std::string Subject() const override { return mFile; }
+  std::string Subject() const override { return mCurrent; }
 
  private:
-  std::string mFile;
+  void Probe(std::string const& path) const;
+
+  std::vector<std::string> mFiles;
+  std::string mCurrent;
 };
 
 }  // namespace kvtsim_pool

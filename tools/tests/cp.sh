@@ -48,3 +48,37 @@ if command -v script >/dev/null; then
   expect_line "$out" "copied 65.0 MiB in "
   cmp "$work/big.sim" "$work/big-tty.sim" || fail "copy shown with progress differs"
 fi
+
+# A pool naming pools DST lacks: cp warns, naming them; --with-references
+# copies them first, each before the pools naming it.
+mesh0=$(pool_field "$mesh" 0 identifier)
+mesh1=$(pool_field "$mesh" 1 identifier)
+step1=$(pool_field "$results" 0 identifier)
+all=$work/all.sim  # mesh 0, mesh 1 and results 0, in that order
+for args in "$mesh 0" "$mesh 1" "$results 0"; do
+  # shellcheck disable=SC2086
+  expect_status 0 cp $args "$all"
+done
+expect_status 0 cp "$all" 2 "$work/alone.sim"
+expect_line "$err" "kvtsim-pool cp: warning: $work/alone.sim lacks 2 pools that the copied directory names ($mesh0, $mesh1)"
+expect_line "$err" "references into them cannot be followed there; --with-references copies those SRC holds too"
+expect_status 0 cp "$all" 1 "$work/refs.sim"
+expect_line "$err" "lacks 1 pool that the copied directory names ($mesh0)"
+expect_status 0 cp --with-references "$all" "$step1" "$work/refs.sim"
+expect_line "$out" "$all pool 0 ($mesh0, "
+expect_line "$out" "-> $work/refs.sim pool 1"
+expect_line "$out" "$all pool 2 ($step1, "
+expect_line "$out" "-> $work/refs.sim pool 2"
+[ ! -s "$err" ] || fail "a copy with its references warned"
+[ "$(pool_field "$work/refs.sim" 0 identifier)" = "$mesh1" ] &&
+  [ "$(pool_field "$work/refs.sim" 1 identifier)" = "$mesh0" ] &&
+  [ "$(pool_field "$work/refs.sim" 2 identifier)" = "$step1" ] || fail "wrong pools copied"
+expect_status 0 check "$work/refs.sim"
+# Nothing to add: the whole chain in one go, pools named before the namer.
+expect_status 0 cp --with-references "$all" 2 "$work/chain.sim"
+cmp "$all" "$work/chain.sim" || fail "a pool copied with its references differs from its source"
+# A pool DST already holds is refused before its references are copied.
+cp "$work/chain.sim" "$work/before.sim"
+expect_status 2 cp --with-references "$all" 2 "$work/chain.sim"
+expect_line "$err" "KVTSimExcPoolAlreadyInDoc"
+cmp "$work/before.sim" "$work/chain.sim" || fail "a refused copy changed the target"

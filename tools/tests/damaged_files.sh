@@ -1,5 +1,6 @@
 # Damaged headers and directories: check names each problem and exits 1;
-# ls refuses the file with exit 2 and the error kind.
+# ls refuses the file with exit 2, the error kind, the pool and offset where
+# the loader stopped, and what to run next.
 source "$(dirname "$0")/lib.sh"
 
 make_demo
@@ -11,7 +12,7 @@ expect_status 1 check "$work/header.sim"
 expect_line "$out" "header.sim: pool 1 at offset $second: stored length '00XY000000000000' is not 16 decimal digits"
 expect_line "$out" "header.sim: the library refuses to load it: KVTSimExcCorruptHeader"
 expect_status 2 ls "$work/header.sim"
-expect_line "$err" "kvtsim-pool ls: $work/header.sim: KVTSimExcCorruptHeader"
+expect_line "$err" "kvtsim-pool ls: $work/header.sim: KVTSimExcCorruptHeader: pool 1 at offset $second: 'kvtsim-pool check $work/header.sim' lists every problem; 'kvtsim-pool recover $work/header.sim -o OUT' keeps"
 
 cp "$mesh" "$work/directory.sim"
 overwrite "$work/directory.sim" 44 '\350\003\000\000'  # 1000 entries
@@ -59,7 +60,12 @@ expect_line "$out" "note: "
 expect_status 2 ls "$work/missing.sim"
 expect_line "$err" "$work/missing.sim: KVTSimUttOSError: open: No such file or directory"
 expect_status 2 --sig ABCD ls "$mesh"
-expect_line "$err" "$mesh: KVTSimExcUserSigMismatch"
+expect_line "$err" "$mesh: KVTSimExcUserSigMismatch: pool 0 at offset 0 stores user signature 'DEMO', not the document's 'ABCD': give --sig DEMO to open it"
+# A later pool with a signature that is not printable: the form --sig takes.
+cp "$mesh" "$work/sig.sim"
+overwrite "$work/sig.sim" $((second + 16)) '\000BCD'
+expect_status 2 ls "$work/sig.sim"
+expect_line "$err" "sig.sim: KVTSimExcUserSigMismatch: pool 1 at offset $second stores user signature '0x00424344', not the document's 'DEMO': give --sig 0x00424344 to open"
 
 # check finds a header problem exactly where the loader refuses a header, and
 # the load it then tries fails with the kind ls reports.

@@ -1,5 +1,5 @@
 # ls --json is valid JSON describing every pool; the text form has one line
-# per pool.
+# per pool. A pool whose stored length runs past the end of the file is marked.
 source "$(dirname "$0")/lib.sh"
 
 make_demo
@@ -19,6 +19,7 @@ for f in files:
     for i, p in enumerate(pools):
         assert p["index"] == i and p["location"] == end, p
         assert p["data_length"] == p["length"] - 48 - 32 * p["entries"], p
+        assert not p["past_end"] and p["bytes_in_file"] == p["length"], p
         end += p["length"]
         ids.add(p["identifier"])
     assert end == os.path.getsize(f["file"])
@@ -32,3 +33,15 @@ PY
 
 expect_status 0 ls "$mesh" "$results"
 [ "$(grep -c ' frozen \| open ' "$out")" -eq 4 ] || fail "ls does not print one line per pool"
+
+# The first pool of mesh.sim cut to 100 bytes: its stored length still claims
+# the whole record, of which the file holds 100 bytes.
+length=$(pool_field "$mesh" 0 length)
+head -c 100 "$mesh" >"$work/cut.sim"
+expect_status 0 ls "$work/cut.sim"
+expect_line "$out" " $((length - 80))* frozen "
+expect_line "$out" "* $work/cut.sim pool 0: its stored length runs past the end of the file, which holds 100 of its $length bytes"
+[ "$(pool_field "$work/cut.sim" 0 past_end)" = True ] || fail "past_end not set"
+[ "$(pool_field "$work/cut.sim" 0 bytes_in_file)" = 100 ] || fail "bytes_in_file is not 100"
+expect_status 0 ls "$mesh"
+if grep -qF '*' "$out"; then fail "a whole pool is marked"; fi

@@ -1,4 +1,5 @@
-# Command-line usage errors end with status 2 and one line; type probes files.
+# Command-line usage errors end with status 2 and one line naming the command
+# and its help; type probes files, one line each.
 source "$(dirname "$0")/lib.sh"
 
 make_demo
@@ -6,11 +7,30 @@ expect_status 0 --help
 expect_line "$out" "check"
 expect_status 0 dump --help
 expect_line "$out" "--offset"
+# Each command's help shows an example; --sig is explained where the loader
+# compares it with every pool header, and only there.
+for command in type ls dir dump check cp recover demo; do
+  expect_status 0 "$command" --help
+  expect_line "$out" "  \$ kvtsim-pool $command "
+  case $command in
+    type | recover | demo)
+      if grep -qF "user signature is --sig" "$out"; then fail "$command --help explains --sig"; fi ;;
+    *) expect_line "$out" "The document's user signature is --sig XXXX" ;;
+  esac
+done
 expect_status 2
-expect_line "$err" "kvtsim-pool: A subcommand is required"
+expect_line "$err" "kvtsim-pool: A subcommand is required: one of type, ls, dir, dump, check, cp,"
+expect_status 2 bogus "$mesh"
+expect_line "$err" "kvtsim-pool: unknown command 'bogus'; the commands are type, ls, "
+expect_status 2 --bogus
+expect_line "$err" "kvtsim-pool: unknown option '--bogus' (see kvtsim-pool --help)"
 expect_status 2 ls
-expect_line "$err" "FILE is required"
+expect_line "$err" "kvtsim-pool ls: FILE is required (see kvtsim-pool ls --help)"
 expect_status 2 ls --bogus "$mesh"
+expect_line "$err" "kvtsim-pool ls: The following argument was not expected: --bogus (see kvtsim-pool ls --help)"
+expect_status 2 dump "$mesh"
+expect_line "$err" "kvtsim-pool dump: POOL is required (see kvtsim-pool dump --help)"
+[ "$(wc -l <"$err")" -eq 1 ] || fail "a usage error takes more than one line"
 expect_status 2 --sig ABC ls "$mesh"
 expect_line "$err" "kvtsim-pool ls: --sig: a user signature is exactly 4 bytes, not 3"
 expect_status 0 ls --sig DEMO "$mesh"  # also after the command
@@ -28,5 +48,9 @@ expect_status 0 type "$work/v5.sim"
 expect_line "$out" "v5.sim: Sim, upgrade required: yes"
 expect_status 0 type "$work/notes.txt"
 expect_line "$out" "notes.txt: NotSim, upgrade required: n/a"
-expect_status 2 type "$work/missing.sim"
+# Several files: one line each; one that cannot be read is reported, the
+# others are still probed, and the exit status is 2.
+expect_status 2 type "$work/old.sim" "$work/missing.sim" "$work/notes.txt"
 expect_line "$err" "kvtsim-pool type: $work/missing.sim: KVTSimUttOSError: open:"
+[ "$(cat "$out")" = "$work/old.sim: OldSim, upgrade required: yes
+$work/notes.txt: NotSim, upgrade required: n/a" ] || fail "type does not probe every file"
