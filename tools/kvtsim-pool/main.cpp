@@ -26,6 +26,7 @@
 #include "demo_command.h"
 #include "dir_command.h"
 #include "dump_command.h"
+#include "header_command.h"
 #include "ls_command.h"
 #include "recover_command.h"
 #include "tool_error.h"
@@ -101,6 +102,7 @@ int Main(int argc, char** argv) {
   commands.push_back(std::make_unique<CpCommand>(options));
   commands.push_back(std::make_unique<RecoverCommand>(options));
   commands.push_back(std::make_unique<DemoCommand>(options));
+  commands.push_back(std::make_unique<HeaderCommand>(options));
   std::vector<CLI::App*> subcommands;
   for (auto& command : commands)
     subcommands.push_back(command->Attach(app));
