@@ -29,6 +29,7 @@
 #include "header_command.h"
 #include "ls_command.h"
 #include "recover_command.h"
+#include "stat_command.h"
 #include "tool_error.h"
 #include "type_command.h"
 
@@ -103,6 +104,7 @@ int Main(int argc, char** argv) {
   commands.push_back(std::make_unique<RecoverCommand>(options));
   commands.push_back(std::make_unique<DemoCommand>(options));
   commands.push_back(std::make_unique<HeaderCommand>(options));
+  commands.push_back(std::make_unique<StatCommand>());
   std::vector<CLI::App*> subcommands;
   for (auto& command : commands)
     subcommands.push_back(command->Attach(app));
