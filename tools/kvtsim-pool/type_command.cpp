@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "KVTSimRpm_Document.h"
 
@@ -31,6 +32,7 @@ CLI::App* TypeCommand::Attach(CLI::App& app) {
       "differs from the current version 6. Reads only the first 9 bytes.\n"
       "Example output:  demo/mesh.sim: Sim, upgrade required: no");
   sub->add_option("FILE", mFile, "The file to probe")->required();
+  sub->add_flag("--json", mJson, "Print one JSON object (see docs/tool.md, JSON output)");
   return sub;
 }
 
@@ -42,6 +44,15 @@ int TypeCommand::Run() {
   char const* upgrade = "n/a";
   if (type != KVTSimRpm_Document::FileTypeNotSim)
     upgrade = KVTSimRpm_Document::BinaryUpgradeRequired(name) ? "yes" : "no";
+  if (mJson) {
+    using Json = nlohmann::ordered_json;
+    Json const required =
+        type == KVTSimRpm_Document::FileTypeNotSim ? Json(nullptr) : Json(upgrade[0] == 'y');
+    Json const file = {{"file", mFile}, {"type", TypeName(type)}, {"upgrade_required", required}};
+    Json const out = {{"files", Json::array({file})}};
+    std::printf("%s\n", out.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+    return 0;
+  }
   std::printf("%s: %s, upgrade required: %s\n", mFile.c_str(), TypeName(type), upgrade);
   return 0;
 }

@@ -1,4 +1,4 @@
-// TypeCommand: "kvtsim-pool type FILE", the file-type probe and whether the
+// TypeCommand: "kvtsim-pool type FILE [--json]", the file-type probe and whether the
 // file's format version needs an upgrade.
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_TYPE_COMMAND_H_
@@ -18,6 +18,7 @@ class TypeCommand : public Command {
 
  private:
   std::string mFile;
+  bool mJson = false;
 };
 
 }  // namespace kvtsim_pool
