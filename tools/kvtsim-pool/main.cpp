@@ -24,6 +24,7 @@
 #include "command.h"
 #include "cp_command.h"
 #include "demo_command.h"
+#include "diff_command.h"
 #include "dir_command.h"
 #include "dump_command.h"
 #include "header_command.h"
@@ -105,6 +106,7 @@ int Main(int argc, char** argv) {
   commands.push_back(std::make_unique<DemoCommand>(options));
   commands.push_back(std::make_unique<HeaderCommand>(options));
   commands.push_back(std::make_unique<StatCommand>());
+  commands.push_back(std::make_unique<DiffCommand>());
   std::vector<CLI::App*> subcommands;
   for (auto& command : commands)
     subcommands.push_back(command->Attach(app));
