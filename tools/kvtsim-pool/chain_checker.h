@@ -15,7 +15,7 @@
 // The header problems are those the loader's own checks find
 // (KVTSimRpm_PoolHeader), so a header is reported if and only if the loader
 // refuses it; the last three items are beyond what the loader checks.
-// Each problem is one line: "<file>: pool <i> at offset <n>: <what>".
+// Each problem names the file, the pool record and its offset (CheckProblem).
 
 #ifndef KVTSIM_TOOLS_KVTSIM_POOL_CHAIN_CHECKER_H_
 #define KVTSIM_TOOLS_KVTSIM_POOL_CHAIN_CHECKER_H_
@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "KVTSimPoolManager.h"
+#include "check_problem.h"
 
 namespace kvtsim_pool {
 
@@ -36,7 +37,7 @@ class ChainChecker {
   // signature: the document's 4-byte user signature, or none when unknown
   // (pools are then not compared with it). Problems are appended to problems,
   // which must outlive the checker.
-  ChainChecker(std::optional<std::string> signature, std::vector<std::string>& problems);
+  ChainChecker(std::optional<std::string> signature, std::vector<CheckProblem>& problems);
 
   // Walks the chain of path. Raises KVTSimUttOSError when it cannot be read.
   void Walk(std::string const& path);
@@ -50,15 +51,15 @@ class ChainChecker {
   std::size_t PoolCount() const noexcept { return mPools; }
 
  private:
-  void CheckRecord(KVTSimRpm_ChainWalker& walker, std::string const& where);
-  void CheckHead(KVTSimRpm_PoolHeader const& header, std::string const& where);
-  bool CheckLayout(KVTSimRpm_ChainWalker const& walker, std::string const& where);
+  void CheckRecord(KVTSimRpm_ChainWalker& walker, CheckProblem const& where);
+  void CheckHead(KVTSimRpm_PoolHeader const& header, CheckProblem const& where);
+  bool CheckLayout(KVTSimRpm_ChainWalker const& walker, CheckProblem const& where);
   void ScanOpenRecord(KVTSimRpm_ChainWalker& walker, std::uint64_t dataStart,
-                      std::string const& where);
-  void Note(std::string const& where, std::string const& what);
+                      CheckProblem const& where);
+  void Note(CheckProblem const& where, char const* kind, std::string const& what);
 
   std::optional<std::string> mSignature;
-  std::vector<std::string>& mProblems;
+  std::vector<CheckProblem>& mProblems;
   // Identifier -> the pools it names, as "<file> pool <i>".
   std::map<std::string, std::vector<std::string>> mOwners;
   std::size_t mPools = 0;

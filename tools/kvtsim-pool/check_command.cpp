@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <set>
 #include <utility>
 
@@ -34,6 +35,7 @@ CLI::App* CheckCommand::Attach(CLI::App& app) {
   sub->add_flag("--allow-unresolved", mAllowUnresolved,
                 "List directory entries naming pools outside the files given as notes, not "
                 "problems");
+  sub->add_flag("--json", mJson, "Print one JSON object (see docs/tool.md, JSON output)");
   return sub;
 }
 
@@ -45,15 +47,20 @@ int CheckCommand::Run() {
   else
     signature = UserSignature::FromFile(mFiles.front());
   if (!signature) {
-    mProblems.push_back(mFiles.front() + ": too short to hold a pool header, so there is no " +
-                        "user signature to load the files with (give one with --sig)");
+    mProblems.push_back(CheckProblem{mFiles.front(), std::nullopt, std::nullopt,
+                                     "no_user_signature",
+                                     "too short to hold a pool header, so there is no user "
+                                     "signature to load the files with (give one with --sig)"});
   }
   std::size_t const pools = CheckChains(signature);
   if (signature)
     CheckLoad(*signature);
   if (signature && !mProblems.empty())
     SuggestRecover(*signature);
-  Report(pools);
+  if (mJson)
+    ReportJson(pools);
+  else
+    Report(pools);
   return mProblems.empty() ? 0 : 1;
 }
 
@@ -87,7 +94,8 @@ void CheckCommand::CheckLoad(UserSignature const& signature) {
     try {
       document.Add(path);
     } catch (ToolError const& e) {
-      mProblems.push_back(e.Subject() + ": the library refuses to load it: " + e.what());
+      mProblems.push_back(CheckProblem{e.Subject(), std::nullopt, std::nullopt, "load_refused",
+                                       std::string("the library refuses to load it: ") + e.what()});
       allLoaded = false;
     }
   }
@@ -107,11 +115,11 @@ void CheckCommand::CheckDirectories(ReadOnlyDocument const& document, std::size_
     for (std::size_t slot = 1; slot < entries.size(); ++slot) {
       if (entries[slot].Loaded())
         continue;
-      std::string const text = document.Path(file) + ": pool " + std::to_string(p) +
-                               ": directory slot " + std::to_string(slot) + " names pool " +
+      std::string const text = "directory slot " + std::to_string(slot) + " names pool " +
                                Printable(entries[slot].Identifier()) +
                                ", which is not in the files given (unresolved)";
-      (mAllowUnresolved ? mNotes : mProblems).push_back(text);
+      (mAllowUnresolved ? mNotes : mProblems)
+          .push_back(CheckProblem{document.Path(file), p, std::nullopt, "unresolved", text});
     }
   }
 }
@@ -124,7 +132,7 @@ void CheckCommand::SuggestRecover(UserSignature const& signature) {
     KVTSimRpm_SalvageReport const& report = plan.Report();
     if (!plan.ChangesFile() || report.PoolsKept() == 0)
       continue;
-    std::string hint = path + ": 'kvtsim-pool recover " + path + " -o OUT' (or --in-place) " +
+    std::string hint = "'kvtsim-pool recover " + path + " -o OUT' (or --in-place) " +
                        "makes a file the library opens, keeping " +
                        Counted(report.PoolsKept(), "pool") + " (" +
                        std::to_string(report.KeptBytes()) + " bytes)";
@@ -133,21 +141,47 @@ void CheckCommand::SuggestRecover(UserSignature const& signature) {
     if (report.LeftOut())
       hint += " and dropping " + std::to_string(report.BytesLeftOut()) + " bytes from offset " +
               std::to_string(report.FirstLeftOutOffset()) + " (" + report.Reason() + ")";
-    mHints.push_back(hint);
+    mHints.push_back(CheckProblem{path, std::nullopt, std::nullopt, "recover", hint});
   }
 }
 
 void CheckCommand::Report(std::size_t pools) const {
-  for (std::string const& problem : mProblems)
-    std::printf("%s\n", problem.c_str());
-  for (std::string const& note : mNotes)
-    std::printf("note: %s\n", note.c_str());
-  for (std::string const& hint : mHints)
-    std::printf("hint: %s\n", hint.c_str());
+  for (CheckProblem const& problem : mProblems)
+    std::printf("%s\n", problem.Text().c_str());
+  for (CheckProblem const& note : mNotes)
+    std::printf("note: %s\n", note.Text().c_str());
+  for (CheckProblem const& hint : mHints)
+    std::printf("hint: %s\n", hint.Text().c_str());
   std::string const scope = Counted(mFiles.size(), "file") + ", " + Counted(pools, "pool");
   std::string const found =
       mProblems.empty() ? "no problems" : Counted(mProblems.size(), "problem");
   std::printf("check: %s: %s\n", scope.c_str(), found.c_str());
+}
+
+void CheckCommand::ReportJson(std::size_t pools) const {
+  using Json = nlohmann::ordered_json;
+  auto list = [](std::vector<CheckProblem> const& problems) {
+    Json out = Json::array();
+    for (CheckProblem const& p : problems) {
+      out.push_back({{"file", p.file.empty() ? Json(nullptr) : Json(p.file)},
+                     {"pool", p.pool ? Json(*p.pool) : Json(nullptr)},
+                     {"offset", p.offset ? Json(*p.offset) : Json(nullptr)},
+                     {"kind", p.kind},
+                     {"message", p.message}});
+    }
+    return out;
+  };
+  Json const out = {{"files", mFiles},
+                    {"problems", list(mProblems)},
+                    {"notes", list(mNotes)},
+                    {"hints", list(mHints)},
+                    {"totals",
+                     {{"files", mFiles.size()},
+                      {"pools", pools},
+                      {"problems", mProblems.size()},
+                      {"notes", mNotes.size()}}}};
+  // File names need not be UTF-8; JSON text must be.
+  std::printf("%s\n", out.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
 }
 
 }  // namespace kvtsim_pool

@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "check_problem.h"
 #include "command.h"
 #include "user_signature.h"
 
@@ -46,14 +47,16 @@ class CheckCommand : public Command {
   void CheckDirectories(ReadOnlyDocument const& document, std::size_t file);
   void SuggestRecover(UserSignature const& signature);
   void Report(std::size_t pools) const;
+  void ReportJson(std::size_t pools) const;
 
   ToolOptions const& mOptions;
   std::vector<std::string> mFiles;
   bool mAllowUnresolved = false;
+  bool mJson = false;
   std::string mCurrent;
-  std::vector<std::string> mProblems;
-  std::vector<std::string> mNotes;
-  std::vector<std::string> mHints;
+  std::vector<CheckProblem> mProblems;
+  std::vector<CheckProblem> mNotes;
+  std::vector<CheckProblem> mHints;
 };
 
 }  // namespace kvtsim_pool

@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 
 #include "KVTSimPoolManager.h"
 #include "read_only_document.h"
@@ -19,6 +20,22 @@ std::string Where(KVTSimRpm_PoolDescription::Entry const& entry) {
 
 }  // namespace
 
+void DirCommand::PrintJson(std::vector<KVTSimRpm_PoolDescription::Entry> const& entries) const {
+  using Json = nlohmann::ordered_json;
+  Json list = Json::array();
+  for (std::size_t slot = 0; slot < entries.size(); ++slot) {
+    KVTSimRpm_PoolDescription::Entry const& entry = entries[slot];
+    list.push_back({{"slot", slot},
+                    {"identifier", Printable(entry.Identifier())},
+                    {"loaded", entry.Loaded()},
+                    {"file", entry.Loaded() ? Json(entry.FileName().CStr()) : Json(nullptr)},
+                    {"pool", entry.Loaded() ? Json(entry.PoolIndex()) : Json(nullptr)}});
+  }
+  Json const out = {{"file", mFile}, {"pool", mPool}, {"entries", std::move(list)}};
+  // File names need not be UTF-8; JSON text must be.
+  std::printf("%s\n", out.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+}
+
 CLI::App* DirCommand::Attach(CLI::App& app) {
   CLI::App* sub = AddSubcommand(
       app, "dir", "Print a pool's directory and which entries are loaded",
@@ -35,6 +52,7 @@ CLI::App* DirCommand::Attach(CLI::App& app) {
   sub->add_option("FILE", mFile, "Container file holding the pool")->required();
   sub->add_option("POOL", mPool, "Pool index in FILE (0 is the first) or identifier")->required();
   sub->add_option("--with", mWith, "Another file to open in the same document (repeatable)");
+  sub->add_flag("--json", mJson, "Print one JSON object (see docs/tool.md, JSON output)");
   return sub;
 }
 
@@ -45,6 +63,10 @@ int DirCommand::Run() {
     document.Add(other);
   KVTSimRpm_PoolDescription const pool = document.SelectPool(0, mPool).Describe();
   std::vector<KVTSimRpm_PoolDescription::Entry> const& entries = pool.Entries();
+  if (mJson) {
+    PrintJson(entries);
+    return 0;
+  }
 
   std::printf("%s pool %s: %zu directory entries\n", mFile.c_str(), mPool.c_str(), entries.size());
   std::printf("%4s  %-32s  %s\n", "SLOT", "IDENTIFIER", "LOADED");

@@ -1,4 +1,4 @@
-// DirCommand: "kvtsim-pool dir FILE POOL [--with FILE]...", a pool's
+// DirCommand: "kvtsim-pool dir FILE POOL [--with FILE]... [--json]", a pool's
 // directory and whether each pool it names is loaded in the document formed
 // by the files given.
 
@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "KVTSimPoolManager.h"
 #include "command.h"
 
 namespace kvtsim_pool {
@@ -21,10 +22,13 @@ class DirCommand : public Command {
   std::string Subject() const override { return mFile; }
 
  private:
+  void PrintJson(std::vector<KVTSimRpm_PoolDescription::Entry> const& entries) const;
+
   ToolOptions const& mOptions;
   std::string mFile;
   std::string mPool;
   std::vector<std::string> mWith;
+  bool mJson = false;
 };
 
 }  // namespace kvtsim_pool

@@ -26,10 +26,13 @@
 #include "command.h"
 #include "cp_command.h"
 #include "demo_command.h"
+#include "diff_command.h"
 #include "dir_command.h"
 #include "dump_command.h"
+#include "header_command.h"
 #include "ls_command.h"
 #include "recover_command.h"
+#include "stat_command.h"
 #include "tool_error.h"
 #include "type_command.h"
 
@@ -134,6 +137,9 @@ int Main(int argc, char** argv) {
   commands.push_back(std::make_unique<CpCommand>(options));
   commands.push_back(std::make_unique<RecoverCommand>(options));
   commands.push_back(std::make_unique<DemoCommand>(options));
+  commands.push_back(std::make_unique<HeaderCommand>(options));
+  commands.push_back(std::make_unique<StatCommand>());
+  commands.push_back(std::make_unique<DiffCommand>());
   std::vector<CLI::App*> subcommands;
   for (auto& command : commands)
     subcommands.push_back(command->Attach(app));

@@ -37,10 +37,12 @@ CLI::App* TypeCommand::Attach(CLI::App& app) {
       "notes.txt: NotSim, upgrade required: n/a",
       SignatureHelp::kHidden);
   sub->add_option("FILE", mFiles, "The files to probe")->required();
+  sub->add_flag("--json", mJson, "Print one JSON object (see docs/tool.md, JSON output)");
   return sub;
 }
 
 int TypeCommand::Run() {
+  mProbed = Json::array();
   int status = 0;
   for (std::string const& path : mFiles) {
     mCurrent = path;
@@ -54,18 +56,28 @@ int TypeCommand::Run() {
       status = kFailedFiles;
     }
   }
+  if (mJson) {
+    Json const out = {{"files", mProbed}};
+    std::printf("%s\n", out.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
+  }
   return status;
 }
 
-void TypeCommand::Probe(std::string const& path) const {
+void TypeCommand::Probe(std::string const& path) {
   KVTString const name(path.c_str());
   KVTSimRpm_Document::FileType const type = KVTSimRpm_Document::GetFileType(name);
   // The upgrade check reads the version byte only; for a file that is not a
   // container its answer means nothing.
-  char const* upgrade = "n/a";
-  if (type != KVTSimRpm_Document::FileTypeNotSim)
-    upgrade = KVTSimRpm_Document::BinaryUpgradeRequired(name) ? "yes" : "no";
-  std::printf("%s: %s, upgrade required: %s\n", path.c_str(), TypeName(type), upgrade);
+  bool const container = type != KVTSimRpm_Document::FileTypeNotSim;
+  bool const upgrade = container && KVTSimRpm_Document::BinaryUpgradeRequired(name);
+  if (mJson) {
+    mProbed.push_back({{"file", path},
+                       {"type", TypeName(type)},
+                       {"upgrade_required", container ? Json(upgrade) : Json(nullptr)}});
+    return;
+  }
+  std::printf("%s: %s, upgrade required: %s\n", path.c_str(), TypeName(type),
+              container ? (upgrade ? "yes" : "no") : "n/a");
 }
 
 }  // namespace kvtsim_pool

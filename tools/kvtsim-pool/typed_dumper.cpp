@@ -25,6 +25,14 @@ constexpr int ColumnWidth() {
     return std::numeric_limits<T>::digits10 + 1;
 }
 
+// Shortest round-trip text for floating point, decimal otherwise.
+template <typename T>
+std::string Text(T value) {
+  char text[32];
+  char* end = std::to_chars(text, text + sizeof text, value).ptr;
+  return std::string(text, end);
+}
+
 // The values stored in n bytes (a multiple of T's width), as one line of
 // columns. Shortest round-trip text for floating point, decimal otherwise.
 template <typename T>
@@ -34,11 +42,10 @@ std::string Columns(char const* bytes, std::size_t n) {
   KVTSimRpm_Swapper::InternalizeArray(bytes, values, count);
   std::string line;
   for (std::size_t i = 0; i < count; ++i) {
-    char text[32];
-    char* end = std::to_chars(text, text + sizeof text, values[i]).ptr;
-    int const length = static_cast<int>(end - text);
+    std::string const text = Text(values[i]);
+    int const length = static_cast<int>(text.size());
     line.append(2 + (ColumnWidth<T>() > length ? ColumnWidth<T>() - length : 0), ' ');
-    line.append(text, end);
+    line += text;
   }
   return line;
 }
@@ -67,11 +74,18 @@ auto WithType(TypedDumper::Type type, Fn fn) {
   return fn(double{});
 }
 
-std::size_t Width(TypedDumper::Type type) {
+}  // namespace
+
+std::size_t TypedDumper::Width(Type type) {
   return WithType(type, [](auto value) { return sizeof value; });
 }
 
-}  // namespace
+std::string TypedDumper::Format(Type type, char const* bytes) {
+  return WithType(type, [bytes](auto value) {
+    KVTSimRpm_Swapper::InternalizeArray(bytes, &value, std::size_t{1});
+    return Text(value);
+  });
+}
 
 std::vector<std::string> const& TypedDumper::Names() {
   static std::vector<std::string> const names{"i16", "u16", "i32", "u32",

@@ -34,6 +34,13 @@ class TypedDumper {
   // The type named name. REQUIRES: name is one of Names().
   static Type Named(std::string const& name);
 
+  // Bytes of one value of type.
+  static std::size_t Width(Type type);
+
+  // The value of type stored at bytes (Width(type) of them), as a line shows
+  // it, without padding.
+  static std::string Format(Type type, char const* bytes);
+
   // Writes values of type to out; the first byte fed is labelled firstOffset.
   TypedDumper(std::FILE* out, std::uint64_t firstOffset, Type type);
 
