@@ -35,8 +35,8 @@ CLI::App* AddSubcommand(CLI::App& app, char const* name, char const* summary,
   // A command with statuses of its own states them in details.
   if (details.find("Exit status:") == std::string::npos)
     footer +=
-        "\n\nExit status: 0 on success, 1 when check finds problems or recover drops bytes, 2 on "
-        "usage\nor I/O errors.";
+        "\n\nExit status: 0 on success, 1 when check finds problems, diff finds differences or\n"
+        "recover drops bytes, 2 on usage or I/O errors.";
   sub->footer(footer);
   return sub;
 }

@@ -38,8 +38,9 @@ CLI::App* DiffCommand::Attach(CLI::App& app) {
       "are compared by the identifiers they name. For each pair that differs, the first\n"
       "differing data offset (with --as, the values of TYPE there in A and B) or directory\n"
       "slot is printed; pools without a partner, different pool counts and different bytes\n"
-      "after the last pool too. Exit status 0 when equal, 1 when different, 2 on errors.\n"
-      "Example:  kvtsim-pool diff run1/results.sim run2/results.sim --as f64");
+      "after the last pool too.\n\n"
+      "Exit status: 0 when equal, 1 when different, 2 on usage or I/O errors.",
+      "$ kvtsim-pool diff run1/results.sim run2/results.sim --as f64", SignatureHelp::kHidden);
   sub->add_option("A", mFileA, "The first container file")->required();
   sub->add_option("B", mFileB, "The second container file")->required();
   sub->add_flag("-q,--quiet", mQuiet, "Print nothing; the exit status tells");

@@ -41,8 +41,8 @@ CLI::App* HeaderCommand::Attach(CLI::App& app) {
       "signature, the 16 length characters, header words A and B and the directory entry\n"
       "count, with the record's offset and identifier. A header the loader refuses is marked\n"
       "with the reason and the error kind; the last line says where and why the walk stops.\n"
-      "Fields the file ends before are shown as missing.\n"
-      "Example:  kvtsim-pool header demo/mesh.sim 1");
+      "Fields the file ends before are shown as missing.",
+      "$ kvtsim-pool header demo/mesh.sim 1", SignatureHelp::kHidden);
   sub->add_option("FILE", mFile, "The container file, damaged or not")->required();
   sub->add_option("POOL", mPool,
                   "Only the record with this index (0 is the first; decimal or 0x hexadecimal)");

@@ -3,9 +3,9 @@
 //
 //   kvtsim-pool [--sig XXXX] [--no-lock] COMMAND ARGS...   (--help lists the commands)
 //
-// Exit status: 0 on success, 1 when check finds problems or recover drops
-// bytes, 2 on usage or I/O errors (and when recover can keep nothing), with
-// one line on standard error naming the command, the file and the error kind:
+// Exit status: 0 on success, 1 when check finds problems, diff finds
+// differences or recover drops bytes, 2 on usage or I/O errors (and when recover can keep nothing),
+// with one line on standard error naming the command, the file and the error kind:
 //   kvtsim-pool dir: demo/mesh.sim: KVTSimExcCorruptDirectory
 // or, for a command line that does not parse, the command and its help:
 //   kvtsim-pool dump: POOL is required (see kvtsim-pool dump --help)
@@ -52,8 +52,8 @@ void AddCommonOptions(CLI::App& app, ToolOptions& options) {
   app.set_version_flag("--version", std::string("kvtsim-pool ") + KVTSimPoolManager_Version());
   app.footer(
       "Run 'kvtsim-pool COMMAND --help' for a command's arguments and output. Exit status: 0 "
-      "on\nsuccess, 1 when check finds problems or recover drops bytes, 2 on usage or I/O "
-      "errors.");
+      "on\nsuccess, 1 when check finds problems, diff finds differences or recover drops "
+      "bytes,\n2 on usage or I/O errors.");
   app.require_subcommand(1);
   // Lets --sig follow the command name too.
   app.fallthrough();

@@ -32,8 +32,8 @@ CLI::App* StatCommand::Attach(CLI::App& app) {
       "split into header, directory, data and trailing bytes (after the last record whose\n"
       "extent is known), which add up to the size; missing counts the bytes a pool claims\n"
       "beyond the end of the file. Then totals over the files. The records are read as\n"
-      "stored, without loading any pool, so damaged and cut files are counted too.\n"
-      "Example:  kvtsim-pool stat demo/mesh.sim demo/results.sim");
+      "stored, without loading any pool, so damaged and cut files are counted too.",
+      "$ kvtsim-pool stat demo/mesh.sim demo/results.sim", SignatureHelp::kHidden);
   sub->add_option("FILE", mFiles, "Container files, damaged or not")->required();
   sub->add_flag("--json", mJson, "Print one JSON object (see docs/tool.md, JSON output)");
   return sub;
