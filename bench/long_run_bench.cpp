@@ -278,18 +278,18 @@ std::uint64_t StatusKiB(char const* field) {
 
 // Child side: "library:MESH:RESULTS" or "baseline:MESH:RESULTS"; prints
 // the added peak in bytes.
-int OpenOnce(std::string const& spec) {
-  std::size_t first = spec.find(':');
-  std::size_t second = spec.find(':', first + 1);
+int OpenOnce(std::string const& request) {
+  std::size_t first = request.find(':');
+  std::size_t second = request.find(':', first + 1);
   RunFiles run;
-  run.mesh = spec.substr(first + 1, second - first - 1);
-  run.results = spec.substr(second + 1);
+  run.mesh = request.substr(first + 1, second - first - 1);
+  run.results = request.substr(second + 1);
   // Writing 5 resets the peak (VmHWM) to the current resident size.
   std::ofstream("/proc/self/clear_refs") << "5";
   std::uint64_t const before = StatusKiB("VmRSS:");
   double seconds = 0;
   std::size_t memo = 0;
-  if (spec.compare(0, first, "library") == 0)
+  if (request.compare(0, first, "library") == 0)
     OpenWithLibrary(run, seconds, memo);
   else
     OpenWithReads(run, seconds);
