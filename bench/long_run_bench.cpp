@@ -39,20 +39,11 @@
 // KVTSIM_BENCH_STEPS (default "1000,5000,20000"). bench/run-long-run-benchmarks prints the figures
 // as a table beside their targets.
 
-#include <benchmark/benchmark.h>
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -61,15 +52,26 @@
 #include <string>
 #include <vector>
 
-#include "KVTBasException.h"
 #include "KVTBasMem.h"
 #include "KVTSimRpm_BStreamAppendToPool.h"
 #include "KVTSimRpm_BStreamReadLocator.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_PoolImpl.h"
 #include "KVTSimRpm_PoolMap.h"
+#include "bench_util.h"
 
 namespace {
+
+using bench::Check;
+using bench::CloseOrFail;
+using bench::FileSize;
+using bench::Guarded;
+using bench::OpenOrFail;
+using bench::ParseCounts;
+using bench::RegisterTimed;
+using bench::RunChild;
+using bench::Stopwatch;
+using bench::WarmFile;
 
 constexpr char kSig[] = "BNCH";
 constexpr int kMeshItems = 1000;
@@ -84,7 +86,7 @@ constexpr std::uint64_t kFollowCache = 512ull << 20;
 using Doc = KVTSimRpm_Document;
 
 // ---------------------------------------------------------------------------
-// Configuration, files and small helpers.
+// Configuration.
 
 struct Config {
   std::vector<int> steps = {1000, 5000, 20000};
@@ -98,88 +100,6 @@ Config& TheConfig() {
 
 std::string PathOf(std::string const& leaf) {
   return TheConfig().dir + "/" + leaf;
-}
-
-[[noreturn]] void FailErrno(char const* operation, std::string const& path) {
-  throw std::runtime_error(std::string(operation) + " " + path + ": " + std::strerror(errno));
-}
-
-void Check(bool ok, char const* what) {
-  if (!ok)
-    throw std::runtime_error(what);
-}
-
-int OpenOrFail(std::string const& path) {
-  int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (fd < 0)
-    FailErrno("open", path);
-  return fd;
-}
-
-std::size_t PReadFull(int fd, char* buffer, std::size_t n, std::uint64_t offset,
-                      std::string const& path) {
-  std::size_t got = 0;
-  while (got < n) {
-    ssize_t done = ::pread(fd, buffer + got, n - got, static_cast<off_t>(offset + got));
-    if (done < 0 && errno == EINTR)
-      continue;
-    if (done < 0)
-      FailErrno("pread", path);
-    if (done == 0)
-      break;
-    got += static_cast<std::size_t>(done);
-  }
-  return got;
-}
-
-std::uint64_t FileSize(std::string const& path) {
-  struct stat info;
-  if (::stat(path.c_str(), &info) != 0)
-    FailErrno("stat", path);
-  return static_cast<std::uint64_t>(info.st_size);
-}
-
-// Reads a whole file, so that what is measured later finds it in the page cache.
-void WarmFile(std::string const& path) {
-  int fd = OpenOrFail(path);
-  std::vector<char> block(1 << 20);
-  for (std::uint64_t offset = 0;;) {
-    std::size_t n = PReadFull(fd, block.data(), block.size(), offset, path);
-    if (n == 0)
-      break;
-    offset += n;
-  }
-  ::close(fd);
-}
-
-// KVTSIM_BENCH_CLOCK=cpu times with the process's CPU clock instead of the
-// wall clock: on a machine busy with other work the wall clock also counts
-// the time the process waited for a core. Everything timed runs on one thread.
-double Now() {
-  static bool const cpu = [] {
-    char const* env = std::getenv("KVTSIM_BENCH_CLOCK");
-    return env != nullptr && std::strcmp(env, "cpu") == 0;
-  }();
-  timespec now;
-  ::clock_gettime(cpu ? CLOCK_PROCESS_CPUTIME_ID : CLOCK_MONOTONIC, &now);
-  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-double Seconds(double since) {
-  return Now() - since;
-}
-
-// Runs body, turning the library's and the standard library's errors into a
-// skipped benchmark with the error's report.
-template <typename Body>
-void Guarded(benchmark::State& state, Body body) {
-  try {
-    body();
-  } catch (KVTBasException const& error) {
-    state.SkipWithError(error.DeveloperReport(KVTBasStringModeFull).CStr());
-  } catch (std::exception const& error) {
-    state.SkipWithError(error.what());
-  }
 }
 
 KVTSimRpm_PoolMap const& MapOf(KVTSimRpm_Pool const& pool) {
@@ -266,9 +186,9 @@ double WideDirectoryBytes(int steps) {
 void Overhead(benchmark::State& state, int steps) {
   Guarded(state, [&] {
     for (auto _ : state) {
-      double start = Now();
+      Stopwatch watch;
       RunFiles const& run = Run(steps);
-      state.SetIterationTime(Seconds(start));
+      state.SetIterationTime(watch.Seconds());
       double files = static_cast<double>(FileSize(run.mesh) + FileSize(run.results));
       state.counters["data_bytes"] = static_cast<double>(run.dataBytes);
       state.counters["overhead_bytes"] = files - static_cast<double>(run.dataBytes);
@@ -285,47 +205,29 @@ void Overhead(benchmark::State& state, int steps) {
 // memo, the reader's reference memo bytes.
 unsigned OpenWithLibrary(RunFiles const& run, double& seconds, std::size_t& memo) {
   std::unique_ptr<Doc> document;
-  double start = Now();
+  Stopwatch watch;
   document = std::make_unique<Doc>(kSig);
   KVTSimRpm_File mesh = document->AddFile(KVTString(run.mesh.c_str()), Doc::AccessRead);
   KVTSimRpm_File results = document->AddFile(KVTString(run.results.c_str()), Doc::AccessRead);
-  seconds = Seconds(start);
+  seconds = watch.Seconds();
   memo = MapOf(results.Pool()).Matrix().AllocatedBytes();
   // The document is destroyed untimed: the figure is the open.
   return mesh.PoolCount() + results.PoolCount();
 }
 
-// Walks the chain as the library does: each header gives the entry count and
-// the stored length (0 for the open last pool: the rest of the file).
+// The baseline's open of path: a walk over its headers and directories.
 unsigned ReadChain(std::string const& path, std::vector<char>& directory) {
   int fd = OpenOrFail(path);
-  struct stat info;
-  if (::fstat(fd, &info) != 0)
-    FailErrno("fstat", path);
-  std::uint64_t const size = static_cast<std::uint64_t>(info.st_size);
-  unsigned pools = 0;
-  for (std::uint64_t offset = 0; offset < size; ++pools) {
-    char header[48];
-    Check(PReadFull(fd, header, sizeof header, offset, path) == sizeof header, "short header");
-    std::uint64_t length = 0;
-    for (int i = 20; i < 36; ++i)
-      length = length * 10 + static_cast<std::uint64_t>(header[i] - '0');
-    std::uint32_t entries;
-    std::memcpy(&entries, header + 44, 4);
-    directory.resize(32ull * entries);
-    Check(PReadFull(fd, directory.data(), directory.size(), offset + 48, path) == directory.size(),
-          "short directory");
-    offset += length != 0 ? length : size - offset;
-  }
-  ::close(fd);
-  return pools;
+  std::uint64_t pools = bench::ReadChain(fd, path, directory);
+  CloseOrFail(fd, path);
+  return static_cast<unsigned>(pools);
 }
 
 unsigned OpenWithReads(RunFiles const& run, double& seconds) {
   std::vector<char> directory;
-  double start = Now();
+  Stopwatch watch;
   unsigned pools = ReadChain(run.mesh, directory) + ReadChain(run.results, directory);
-  seconds = Seconds(start);
+  seconds = watch.Seconds();
   return pools;
 }
 
@@ -363,8 +265,6 @@ void Open(benchmark::State& state, int steps) {
 
 // Peak resident memory in a new process. The child resets its peak, notes
 // its resident size, opens, and reports the peak minus that size.
-constexpr char kOpenOnce[] = "--open-once=";
-
 std::uint64_t StatusKiB(char const* field) {
   std::ifstream status("/proc/self/status");
   std::string line;
@@ -376,60 +276,26 @@ std::uint64_t StatusKiB(char const* field) {
   throw std::runtime_error(std::string("no ") + field + " in /proc/self/status");
 }
 
-// Child side: "--open-once=library:MESH:RESULTS" or "baseline:..."; prints
+// Child side: "library:MESH:RESULTS" or "baseline:MESH:RESULTS"; prints
 // the added peak in bytes.
-int OpenOnce(std::string const& spec) {
-  std::size_t first = spec.find(':');
-  std::size_t second = spec.find(':', first + 1);
+int OpenOnce(std::string const& request) {
+  std::size_t first = request.find(':');
+  std::size_t second = request.find(':', first + 1);
   RunFiles run;
-  run.mesh = spec.substr(first + 1, second - first - 1);
-  run.results = spec.substr(second + 1);
-  try {
-    // Writing 5 resets the peak (VmHWM) to the current resident size.
-    std::ofstream("/proc/self/clear_refs") << "5";
-    std::uint64_t const before = StatusKiB("VmRSS:");
-    double seconds = 0;
-    std::size_t memo = 0;
-    if (spec.compare(0, first, "library") == 0)
-      OpenWithLibrary(run, seconds, memo);
-    else
-      OpenWithReads(run, seconds);
-    std::uint64_t const peak = StatusKiB("VmHWM:");
-    std::printf("%llu\n",
-                static_cast<unsigned long long>(peak > before ? peak - before : 0) * 1024);
-  } catch (KVTBasException const& error) {
-    std::fprintf(stderr, "%s\n", error.DeveloperReport(KVTBasStringModeFull).CStr());
-    return 1;
-  } catch (std::exception const& error) {
-    std::fprintf(stderr, "%s\n", error.what());
-    return 1;
-  }
+  run.mesh = request.substr(first + 1, second - first - 1);
+  run.results = request.substr(second + 1);
+  // Writing 5 resets the peak (VmHWM) to the current resident size.
+  std::ofstream("/proc/self/clear_refs") << "5";
+  std::uint64_t const before = StatusKiB("VmRSS:");
+  double seconds = 0;
+  std::size_t memo = 0;
+  if (request.compare(0, first, "library") == 0)
+    OpenWithLibrary(run, seconds, memo);
+  else
+    OpenWithReads(run, seconds);
+  std::uint64_t const peak = StatusKiB("VmHWM:");
+  std::printf("%llu\n", static_cast<unsigned long long>(peak > before ? peak - before : 0) * 1024);
   return 0;
-}
-
-double AddedPeakInNewProcess(char const* side, RunFiles const& run) {
-  int pipe[2];
-  if (::pipe2(pipe, O_CLOEXEC) != 0)
-    FailErrno("pipe", run.results);
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_adddup2(&actions, pipe[1], STDOUT_FILENO);
-  std::string arg = std::string(kOpenOnce) + side + ":" + run.mesh + ":" + run.results;
-  char self[] = "/proc/self/exe";
-  char* argv[] = {self, &arg[0], nullptr};
-  pid_t pid = -1;
-  int spawned = ::posix_spawn(&pid, self, &actions, nullptr, argv, environ);
-  posix_spawn_file_actions_destroy(&actions);
-  ::close(pipe[1]);
-  std::string output;
-  char chunk[256];
-  for (ssize_t n; spawned == 0 && (n = ::read(pipe[0], chunk, sizeof chunk)) > 0;)
-    output.append(chunk, static_cast<std::size_t>(n));
-  ::close(pipe[0]);
-  int status = 0;
-  if (spawned != 0 || ::waitpid(pid, &status, 0) != pid || status != 0)
-    throw std::runtime_error("the --open-once child failed for " + run.results);
-  return std::stod(output);
 }
 
 void OpenRss(benchmark::State& state, int steps, char const* side) {
@@ -438,9 +304,10 @@ void OpenRss(benchmark::State& state, int steps, char const* side) {
     WarmFile(run.mesh);
     WarmFile(run.results);
     for (auto _ : state) {
-      double start = Now();
-      state.counters["rss_added_bytes"] = AddedPeakInNewProcess(side, run);
-      state.SetIterationTime(Seconds(start));
+      Stopwatch watch;
+      std::string request = std::string(side) + ":" + run.mesh + ":" + run.results;
+      state.counters["rss_added_bytes"] = std::stod(RunChild(request));
+      state.SetIterationTime(watch.Seconds());
     }
   });
 }
@@ -509,14 +376,14 @@ std::vector<double> FollowAll(std::string const& big, std::string const& referen
   char bytes[kReadLength];
   unsigned sink = 0;
   for (int done = 0; done < kReferences; done += kBatch) {
-    double start = Now();
+    Stopwatch watch;
     for (int i = 0; i < kBatch; ++i) {
       KVTSimRpm_Locator at;
       Internalize(in, at);
       Check(at.Read(kReadLength, bytes) == kReadLength, "short read");
       sink += static_cast<unsigned char>(bytes[0]);
     }
-    batches.push_back(Seconds(start) * 1e9 / kBatch);
+    batches.push_back(watch.Seconds() * 1e9 / kBatch);
   }
   benchmark::DoNotOptimize(sink);
   return batches;
@@ -562,14 +429,14 @@ void FollowInMemory(benchmark::State& state) {
       unsigned sink = 0;
       double total = 0;
       for (int done = 0; done < kReferences; done += kBatch) {
-        double start = Now();
+        Stopwatch watch;
         for (int i = 0; i < kBatch; ++i) {
           KVTSimRpm_Locator at;
           Internalize(in, at);
           std::memcpy(bytes, pool + at.Offset(), kReadLength);
           sink += static_cast<unsigned char>(bytes[0]);
         }
-        double seconds = Seconds(start);
+        double seconds = watch.Seconds();
         total += seconds;
         batches.push_back(seconds * 1e9 / kBatch);
       }
@@ -585,66 +452,28 @@ void FollowInMemory(benchmark::State& state) {
 // ---------------------------------------------------------------------------
 // Set-up.
 
-std::vector<int> ParseList(std::string const& text) {
-  std::vector<int> counts;
-  std::size_t at = 0;
-  while (at < text.size()) {
-    std::size_t comma = text.find(',', at);
-    if (comma == std::string::npos)
-      comma = text.size();
-    int count = std::stoi(text.substr(at, comma - at));
-    if (count < 1)
-      throw std::invalid_argument("step counts must be positive");
-    counts.push_back(count);
-    at = comma + 1;
-  }
-  return counts;
-}
-
 void ReadOptions(int& argc, char** argv) {
   Config& config = TheConfig();
   if (char const* env = std::getenv("KVTSIM_BENCH_STEPS"))
-    config.steps = ParseList(env);
+    config.steps = ParseCounts(env, "step counts");
   int kept = 1;
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     if (arg.rfind("--steps=", 0) == 0)
-      config.steps = ParseList(arg.substr(8));
+      config.steps = ParseCounts(arg.substr(8), "step counts");
     else
       argv[kept++] = argv[i];
   }
   argc = kept;
 }
 
-class TempDir {
- public:
-  TempDir() {
-    char const* base = std::getenv("TMPDIR");
-    std::string pattern =
-        std::string(base != nullptr && *base != '\0' ? base : "/tmp") + "/kvtsim-bench-XXXXXX";
-    if (::mkdtemp(&pattern[0]) == nullptr)
-      FailErrno("mkdtemp", pattern);
-    mPath = pattern;
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    std::filesystem::remove_all(mPath, ignored);
-  }
-  std::string const& Path() const { return mPath; }
-
- private:
-  std::string mPath;
-};
-
 template <typename... Args>
 void Register(std::string const& name, Args... args) {
-  benchmark::RegisterBenchmark(name.c_str(), args...)
-      ->UseManualTime()
-      ->Unit(benchmark::kMillisecond)
-      ->Iterations(1);
+  RegisterTimed(name, args...)->Iterations(1);
 }
 
-void RegisterAll() {
+void RegisterAll(std::string const& dir) {
+  TheConfig().dir = dir;
   for (int steps : TheConfig().steps) {
     std::string const n = std::to_string(steps);
     Register("1_overhead/" + n, Overhead, steps);
@@ -661,22 +490,5 @@ void RegisterAll() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && std::strncmp(argv[1], kOpenOnce, sizeof kOpenOnce - 1) == 0)
-    return OpenOnce(argv[1] + sizeof kOpenOnce - 1);
-  try {
-    ReadOptions(argc, argv);
-  } catch (std::exception const& error) {
-    std::fprintf(stderr, "long_run_bench: %s\n", error.what());
-    return 2;
-  }
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv))
-    return 2;
-  TempDir dir;
-  TheConfig().dir = dir.Path();
-  benchmark::AddCustomContext("kvtsim_tmpdir", dir.Path());
-  RegisterAll();
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
+  return bench::Main(argc, argv, {"long_run_bench", ReadOptions, RegisterAll, OpenOnce});
 }

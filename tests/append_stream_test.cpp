@@ -16,21 +16,7 @@ namespace {
 
 using Doc = KVTSimRpm_Document;
 
-class AppendStreamTest : public testing::Test {
- protected:
-  AppendStreamTest()
-      : document_("USR1"), file_(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite)) {}
-
-  std::string PoolData() {
-    std::string bytes(file_.Pool().Length(), '\0');
-    file_.Pool().Start().Read(bytes.size(), &bytes[0]);
-    return bytes;
-  }
-
-  kvtsim_test::TempDir dir_;
-  Doc document_;
-  KVTSimRpm_File file_;
-};
+using AppendStreamTest = kvtsim_test::WritableFileTest;
 
 }  // namespace
 

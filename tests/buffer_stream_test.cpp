@@ -16,12 +16,9 @@ namespace {
 
 using Doc = KVTSimRpm_Document;
 
-class BufferStreamTest : public testing::Test {
+class BufferStreamTest : public kvtsim_test::WritableFileTest {
  protected:
-  BufferStreamTest()
-      : document_("USR1"),
-        file_(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite)),
-        pool_(file_.Pool()) {}
+  BufferStreamTest() : pool_(file_.Pool()) {}
 
   // The stored bytes of s.
   std::string Stored(KVTString const& s) {
@@ -39,9 +36,6 @@ class BufferStreamTest : public testing::Test {
     return std::string(buffer, sizeof buffer);
   }
 
-  kvtsim_test::TempDir dir_;
-  Doc document_;
-  KVTSimRpm_File file_;
   KVTSimRpm_Pool pool_;
 };
 

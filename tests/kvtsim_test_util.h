@@ -13,6 +13,8 @@
 #include <string>
 
 #include "KVTBasAssertException.h"
+#include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_File.h"
 #include "KVTSimRpm_PoolHeader.h"
 #include "KVTString.h"
 
@@ -35,6 +37,26 @@ class TempDir {
 
  private:
   std::string path_;
+};
+
+// A fixture: a document with user signature "USR1" and one new file, a.sim,
+// open for writing in a fresh directory.
+class WritableFileTest : public testing::Test {
+ protected:
+  WritableFileTest()
+      : document_("USR1"),
+        file_(document_.AddFile(dir_.Name("a.sim"), KVTSimRpm_Document::AccessWrite)) {}
+
+  // The data area of the file's current pool, read back through the library.
+  std::string PoolData() {
+    std::string bytes(file_.Pool().Length(), '\0');
+    file_.Pool().Start().Read(bytes.size(), &bytes[0]);
+    return bytes;
+  }
+
+  TempDir dir_;
+  KVTSimRpm_Document document_;
+  KVTSimRpm_File file_;
 };
 
 inline std::string ReadBytes(std::string const& file) {

@@ -17,10 +17,9 @@ namespace {
 using Doc = KVTSimRpm_Document;
 using kvtsim_test::FailedCheck;
 
-class MemoryPoolTest : public testing::Test {
+class MemoryPoolTest : public kvtsim_test::WritableFileTest {
  protected:
-  MemoryPoolTest()
-      : document_("USR1"), file_(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite)) {
+  MemoryPoolTest() {
     std::string data(1200, '\0');
     for (std::size_t i = 0; i < data.size(); ++i)
       data[i] = static_cast<char>(i % 251);
@@ -29,9 +28,6 @@ class MemoryPoolTest : public testing::Test {
     data_ = data;
   }
 
-  kvtsim_test::TempDir dir_;
-  Doc document_;
-  KVTSimRpm_File file_;
   KVTSimRpm_Locator start_;
   std::string data_;
 };

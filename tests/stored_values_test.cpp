@@ -21,8 +21,6 @@
 
 namespace {
 
-using Doc = KVTSimRpm_Document;
-
 template <typename T>
 std::uint64_t BitsOf(T value) {
   std::uint64_t bits = 0;
@@ -66,27 +64,14 @@ void ExpectSameBits(std::vector<T> const& got, std::vector<T> const& want) {
     EXPECT_EQ(BitsOf(got[i]), BitsOf(want[i])) << "value " << i;
 }
 
-class StoredValuesTest : public testing::Test {
+class StoredValuesTest : public kvtsim_test::WritableFileTest {
  protected:
-  StoredValuesTest()
-      : document_("USR1"), file_(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite)) {}
-
   // Allocates bytes.size() bytes in the current pool and writes them there.
   KVTSimRpm_Locator Store(std::string const& bytes) {
     KVTSimRpm_Locator at = file_.Allocate(bytes.size());
     at.Write(bytes.size(), bytes.data());
     return at;
   }
-
-  std::string PoolData() {
-    std::string bytes(file_.Pool().Length(), '\0');
-    file_.Pool().Start().Read(bytes.size(), &bytes[0]);
-    return bytes;
-  }
-
-  kvtsim_test::TempDir dir_;
-  Doc document_;
-  KVTSimRpm_File file_;
 };
 
 // A stream of a caller's own that serves PrepRead only, recording requests.

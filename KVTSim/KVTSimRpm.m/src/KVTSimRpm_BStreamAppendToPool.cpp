@@ -4,6 +4,7 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_PoolDirectoryImpl.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimRpm_StreamLimits.h"
 #include "KVTSimUttAssert.h"
 
@@ -33,8 +34,7 @@ KVTSimRpm_BStreamAppendToPool::~KVTSimRpm_BStreamAppendToPool() {
 void KVTSimRpm_BStreamAppendToPool::ExtendAndWrite(char const* data, unsigned int length) {
   if (!(mCurrentEnd == mPool.End())) {
     // Someone else allocated in the pool: our data would no longer be contiguous.
-    KVTSimExcBrokenStream error;
-    error.Throw(__FILE__, __LINE__);
+    KVTSimRpm_Raise<KVTSimExcBrokenStream>(__FILE__, __LINE__);
   }
   mWritten += length;
   KVTSimRpm_Locator at = mPool.Allocate(length);

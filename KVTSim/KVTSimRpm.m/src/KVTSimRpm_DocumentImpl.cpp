@@ -4,20 +4,11 @@
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_PoolHeader.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimUttAssert.h"
 #include "KVTSimUttFileUtils.h"
 #include "KVTSimUttOSFile.h"
 #include "cow_ListIter.h"
-
-namespace {
-
-template <typename Kind>
-[[noreturn]] void Raise(int line) {
-  Kind error;
-  error.Throw(__FILE__, line);
-}
-
-}  // namespace
 
 KVTSimRpm_DocumentImpl::KVTSimRpm_DocumentImpl(char const* sig)
     : mPoolMap(new KVTSimRpm_PoolMap), mReadCacheLimit(KVTSimRpm_Document::kDefaultReadCacheLimit) {
@@ -44,7 +35,7 @@ KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> KVTSimRpm_DocumentImpl::AddFile(
   if (mode != KVTSimRpm_Document::AccessWrite) {
     // Only a new first pool has a directory to fill.
     if (!references.empty())
-      Raise<KVTSimExcValidationFailure>(__LINE__);
+      KVTSimRpm_Raise<KVTSimExcValidationFailure>(__FILE__, __LINE__);
     return Add(name, mode, nullptr);
   }
   return Add(name, mode, &references);
@@ -143,7 +134,7 @@ std::vector<int> KVTSimRpm_DocumentImpl::ReferenceSlots(
     // at its slot (a pool of a closed file is detached from it).
     if (directory.Map().Peek() != mPoolMap.Get() ||
         mPoolMap->LoadedPool(directory.SlotInMap()) != impl) {
-      Raise<KVTSimExcValidationFailure>(__LINE__);
+      KVTSimRpm_Raise<KVTSimExcValidationFailure>(__FILE__, __LINE__);
     }
     slots.push_back(directory.SlotInMap());
   }
@@ -206,8 +197,7 @@ void KVTSimRpm_DocumentImpl::Close(KVTSimRpm_WeakRef<KVTSimRpm_FileImpl> const& 
     mFileList.Get(i).Nullify();
     return;
   }
-  KVTSimExcCantGetFile error;
-  error.Throw(__FILE__, __LINE__);
+  KVTSimRpm_Raise<KVTSimExcCantGetFile>(__FILE__, __LINE__);
 }
 
 KVTSimRpm_Document::FileType KVTSimRpm_DocumentImpl::GetFileType(KVTString const& fileName) {
@@ -233,8 +223,7 @@ bool KVTSimRpm_DocumentImpl::BinaryUpgradeRequired(KVTString const& fileName) {
   file.OpenRead(fileName);
   char probe[KVTSimRpm_PoolHeader::kSize] = {};
   if (file.Read(probe, KVTSimRpm_PoolHeader::kProbeSize) < KVTSimRpm_PoolHeader::kProbeSize) {
-    KVTSimExcNotSimFile error;
-    error.Throw(__FILE__, __LINE__);
+    KVTSimRpm_Raise<KVTSimExcNotSimFile>(__FILE__, __LINE__);
   }
   file.Close();
   // The signature is not examined: only the version byte decides.

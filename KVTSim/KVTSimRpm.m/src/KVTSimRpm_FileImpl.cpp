@@ -7,20 +7,11 @@
 #include "KVTSimRpm_Buffer.h"
 #include "KVTSimRpm_DocumentImpl.h"
 #include "KVTSimRpm_PoolMap.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimRpm_SalvagePlan.h"
 #include "KVTSimRpm_TidyLock.h"
 #include "KVTSimUttAssert.h"
 #include "cow_ListIter.h"
-
-namespace {
-
-template <typename Kind>
-[[noreturn]] void Raise(int line) {
-  Kind error;
-  error.Throw(__FILE__, line);
-}
-
-}  // namespace
 
 KVTSimRpm_FileImpl::KVTSimRpm_FileImpl(KVTSimRpm_DocumentImpl& document)
     : mDocument(document),
@@ -165,7 +156,7 @@ void KVTSimRpm_FileImpl::MakeCurrent(PoolRef const& pool) {
 KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::NewPool(
     KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& directory) {
   if (ReadOnly())
-    Raise<KVTSimExcNewPoolReadOnly>(__LINE__);
+    KVTSimRpm_Raise<KVTSimExcNewPoolReadOnly>(__FILE__, __LINE__);
   ChainState const saved = SaveChain();
   PoolRef dropped = DropEmptyCurrentPool();
   try {
@@ -246,12 +237,12 @@ void KVTSimRpm_FileImpl::RestoreChain(ChainState const& saved, PoolRef const& dr
 
 KVTSimRpm_WeakRef<KVTSimRpm_PoolImpl> KVTSimRpm_FileImpl::AppendPool(KVTSimRpm_PoolImpl& source) {
   if (ReadOnly())
-    Raise<KVTSimExcNewPoolReadOnly>(__LINE__);
+    KVTSimRpm_Raise<KVTSimExcNewPoolReadOnly>(__FILE__, __LINE__);
   KVTSimRpm_PoolDirectoryImpl const& sourceDirectory = *source.Directory();
   char uuid[KVTSimRpm_PoolMapItem::kUUIDLength];
   std::memcpy(uuid, sourceDirectory.Map()->UUID(sourceDirectory.SlotInMap()), sizeof uuid);
   if (mDocument.Map()->IsDuplicate(uuid))
-    Raise<KVTSimExcPoolAlreadyInDoc>(__LINE__);
+    KVTSimRpm_Raise<KVTSimExcPoolAlreadyInDoc>(__FILE__, __LINE__);
 
   ChainState const saved = SaveChain();
   std::uint64_t start = mFileLength;
@@ -280,7 +271,7 @@ void KVTSimRpm_FileImpl::CopyPoolBytes(KVTSimRpm_PoolImpl& source, std::uint64_t
     std::uint64_t chunk = std::min(remaining, kCopyChunk);
     std::uint64_t n = source.File().Read(sourceOffset, chunk, buffer.Data());
     if (n == 0)
-      Raise<KVTSimExcShortPool>(__LINE__);
+      KVTSimRpm_Raise<KVTSimExcShortPool>(__FILE__, __LINE__);
     Write(destination, n, buffer.Data());
     sourceOffset += n;
     destination += n;
@@ -363,7 +354,7 @@ std::uint64_t KVTSimRpm_FileImpl::ReadDirect(std::uint64_t offset, std::uint64_t
 
 void KVTSimRpm_FileImpl::Write(std::uint64_t offset, std::uint64_t length, char const* buffer) {
   if (ReadOnly())
-    Raise<KVTSimExcWriteReadOnly>(__LINE__);
+    KVTSimRpm_Raise<KVTSimExcWriteReadOnly>(__FILE__, __LINE__);
   // The cache is told after the file's mutex is released: a cache miss holds
   // the cache's lock while it takes the file's mutex.
   try {
@@ -395,7 +386,7 @@ void KVTSimRpm_FileImpl::Extend(std::uint64_t newLength) {
   if (newLength <= mFileLength)
     return;
   if (ReadOnly())
-    Raise<KVTSimExcAllocReadOnly>(__LINE__);
+    KVTSimRpm_Raise<KVTSimExcAllocReadOnly>(__FILE__, __LINE__);
   mFileLength = newLength;
 }
 

@@ -8,6 +8,7 @@
 #include "KVTSimRpm_MemoryPool.h"
 #include "KVTSimRpm_PoolImpl.h"
 #include "KVTSimRpm_PoolMap.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimRpm_Swapper.h"
 #include "KVTSimUttAssert.h"
 
@@ -86,8 +87,7 @@ KVTSimRpm_PoolImpl& KVTSimRpm_Locator::LoadedPool() const {
   // A pool that died without being detached is as unreachable as a detached one.
   KVTSimRpm_PoolImpl* pool = mMap->LoadedPool(mSlot);
   if (pool == nullptr) {
-    KVTSimExcCantDerefLocator error;
-    error.Throw(__FILE__, __LINE__);
+    KVTSimRpm_Raise<KVTSimExcCantDerefLocator>(__FILE__, __LINE__);
   }
   return *pool;
 }

@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "KVTSimExc.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimUttAssert.h"
 #include "KVTSimUttOSError.h"
 #include "KVTSimUttRandom.h"
@@ -50,8 +51,7 @@ int KVTSimRpm_PoolDirectoryImpl::NewOwnSlot(char const* uuid) {
   char fresh[kUUIDLength];
   if (uuid != nullptr) {
     if (std::memchr(uuid, 0, kUUIDLength) != nullptr) {
-      KVTSimExcInvalidGUID error;
-      error.Throw(__FILE__, __LINE__);
+      KVTSimRpm_Raise<KVTSimExcInvalidGUID>(__FILE__, __LINE__);
     }
   } else {
     do {
@@ -105,8 +105,7 @@ void KVTSimRpm_PoolDirectoryImpl::Load(char const* record, int count) {
       slot = map->NewSlot(uuid);
     } else if (i == 0 && !map->Pool(slot).Null()) {
       // The pool being loaded is already loaded in this document.
-      KVTSimExcPoolAlreadyInDoc error;
-      error.Throw(__FILE__, __LINE__);
+      KVTSimRpm_Raise<KVTSimExcPoolAlreadyInDoc>(__FILE__, __LINE__);
     }
     slots.Append(slot);
   }
@@ -141,8 +140,7 @@ int KVTSimRpm_PoolDirectoryImpl::ExternalizeReference(int dstSlotInMap) const {
       return i;
     }
   }
-  KVTSimExcCantExternalizeLoc error;
-  error.Throw(__FILE__, __LINE__);
+  KVTSimRpm_Raise<KVTSimExcCantExternalizeLoc>(__FILE__, __LINE__);
 }
 
 int KVTSimRpm_PoolDirectoryImpl::InternalizeReference(int slotInDirectory) const {

@@ -3,18 +3,9 @@
 #include <cstring>
 
 #include "KVTSimExc.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimUttAssert.h"
 #include "KVTSimUttCoding.h"
-
-namespace {
-
-template <typename Kind>
-[[noreturn]] void RaiseKind(char const* sourceFile, int line) {
-  Kind error;
-  error.Throw(sourceFile, line);
-}
-
-}  // namespace
 
 KVTSimRpm_PoolHeader::KVTSimRpm_PoolHeader() noexcept : mBytes() {
   std::memcpy(mBytes + kSignatureOffset, kFormatSignature, kSignatureSize);
@@ -168,7 +159,7 @@ void KVTSimRpm_PoolHeader::Raise(Fault fault, KVTString const& fileName, char co
                                  int line) const {
   switch (fault) {
     case FaultSignature:
-      RaiseKind<KVTSimExcNotSimFile>(sourceFile, line);
+      KVTSimRpm_Raise<KVTSimExcNotSimFile>(sourceFile, line);
     case FaultVersion: {
       // The version byte counts as signed here: 0x80 and above are negative.
       unsigned const found = static_cast<unsigned>(static_cast<signed char>(Version()));
@@ -176,15 +167,15 @@ void KVTSimRpm_PoolHeader::Raise(Fault fault, KVTString const& fileName, char co
       error.Throw(sourceFile, line);
     }
     case FaultUserSignature:
-      RaiseKind<KVTSimExcUserSigMismatch>(sourceFile, line);
+      KVTSimRpm_Raise<KVTSimExcUserSigMismatch>(sourceFile, line);
     case FaultCutShort:
     case FaultLengthDigits:
     case FaultRecordLength:
-      RaiseKind<KVTSimExcCorruptHeader>(sourceFile, line);
+      KVTSimRpm_Raise<KVTSimExcCorruptHeader>(sourceFile, line);
     case FaultEntryCount:
     case FaultDirectoryPastEnd:
     case FaultDirectoryCutShort:
-      RaiseKind<KVTSimExcCorruptDirectory>(sourceFile, line);
+      KVTSimRpm_Raise<KVTSimExcCorruptDirectory>(sourceFile, line);
     case FaultNone:
       break;
   }

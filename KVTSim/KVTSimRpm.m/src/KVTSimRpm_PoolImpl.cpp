@@ -4,17 +4,8 @@
 #include "KVTSimRpm_Buffer.h"
 #include "KVTSimRpm_FileImpl.h"
 #include "KVTSimRpm_PoolHeader.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimUttAssert.h"
-
-namespace {
-
-template <typename Kind>
-[[noreturn]] void Raise(int line) {
-  Kind error;
-  error.Throw(__FILE__, line);
-}
-
-}  // namespace
 
 KVTSimRpm_PoolImpl::KVTSimRpm_PoolImpl(
     KVTSimRpm_FileImpl& file, KVTSimRpm_StrongRef<KVTSimRpm_PoolDirectoryImpl> const& directory,
@@ -132,7 +123,7 @@ KVTSimRpm_Locator KVTSimRpm_PoolImpl::End() const {
 
 KVTSimRpm_Locator KVTSimRpm_PoolImpl::Allocate(std::uint64_t n) {
   if (mFrozen)
-    Raise<KVTSimExcImmutablePool>(__LINE__);
+    KVTSimRpm_Raise<KVTSimExcImmutablePool>(__FILE__, __LINE__);
   std::uint64_t old = mLength;
   if (n > KVTSimRpm_PoolHeader::kMaxRecordLength - old) {
     // The record length would no longer fit its 16 stored digits.

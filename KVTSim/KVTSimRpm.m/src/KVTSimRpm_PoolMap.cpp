@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "KVTSimExc.h"
+#include "KVTSimRpm_Raise.h"
 #include "KVTSimUttAssert.h"
 
 KVTSimRpm_PoolMap::KVTSimRpm_PoolMap() : mMatrix(0) {}
@@ -12,8 +13,7 @@ KVTSimRpm_PoolMap::~KVTSimRpm_PoolMap() = default;
 int KVTSimRpm_PoolMap::NewSlot(char const* uuid) {
   int s = LookupByUUID(uuid);
   if (s >= 0 && !Pool(s).Null()) {
-    KVTSimExcPoolAlreadyInDoc error;
-    error.Throw(__FILE__, __LINE__);
+    KVTSimRpm_Raise<KVTSimExcPoolAlreadyInDoc>(__FILE__, __LINE__);
   }
   int n = Length();
   bool const first = mFirstSlot.emplace(KeyOf(uuid), n).second;
