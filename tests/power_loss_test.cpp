@@ -52,11 +52,13 @@
 #include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimRpm_SalvagePlan.h"
 #include "KVTSimUttSysCalls.h"
+#include "kvtsim_test_util.h"
 
 namespace {
 
 using Doc = KVTSimRpm_Document;
 using Header = KVTSimRpm_PoolHeader;
+using kvtsim_test::U32;
 
 // ---------------------------------------------------------------------------
 // The in-memory file system.
@@ -251,22 +253,33 @@ class MemoryDisk {
     } else if ((flags & O_CREAT) != 0 && (flags & O_EXCL) != 0) {
       return errno = EEXIST, -1;
     }
-    if ((flags & O_TRUNC) != 0) {
-      if (!disk.Spend())
-        return -1;
-      Change change{true, 0, "", 0, ""};
-      NoteChange(it->second->seen, change);
-      it->second->unsynced.push_back(std::move(change));
-    }
+    if ((flags & O_TRUNC) != 0 && !Make(*it->second, true, 0))
+      return -1;
     disk.mDescriptors[fd] = {it->second, path};
     return fd;
   }
 
-  static ssize_t PRead(int fd, void* buffer, std::size_t count, off_t offset) {
+  // The file behind fd; null (EBADF) for a directory or an unknown one.
+  static File* FileOf(int fd) {
     Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    std::string const& seen = d->file->seen;
+    return d == nullptr || d->file == nullptr ? (errno = EBADF, nullptr) : d->file.get();
+  }
+
+  // Makes change to file, unsynced; false (EIO) once the power has failed.
+  static bool Make(File& file, bool truncate, std::uint64_t offset, std::string bytes = "") {
+    if (!gDisk->Spend())
+      return false;
+    Change change{truncate, offset, std::move(bytes), 0, ""};
+    NoteChange(file.seen, change);
+    file.unsynced.push_back(std::move(change));
+    return true;
+  }
+
+  static ssize_t PRead(int fd, void* buffer, std::size_t count, off_t offset) {
+    File const* file = FileOf(fd);
+    if (file == nullptr)
+      return -1;
+    std::string const& seen = file->seen;
     std::size_t const at = static_cast<std::size_t>(offset);
     if (at >= seen.size())
       return 0;
@@ -276,52 +289,32 @@ class MemoryDisk {
   }
 
   static ssize_t PWrite(int fd, void const* buffer, std::size_t count, off_t offset) {
-    Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    if (!gDisk->Spend())
-      return -1;
-    Change change{false, static_cast<std::uint64_t>(offset),
-                  std::string(static_cast<char const*>(buffer), count), 0, ""};
-    NoteChange(d->file->seen, change);
-    d->file->unsynced.push_back(std::move(change));
-    return static_cast<ssize_t>(count);
+    File* file = FileOf(fd);
+    std::string bytes(static_cast<char const*>(buffer), count);
+    bool const made =
+        file != nullptr && Make(*file, false, static_cast<std::uint64_t>(offset), bytes);
+    return made ? static_cast<ssize_t>(count) : -1;
   }
 
   static int FTruncate(int fd, off_t size) {
-    Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    if (!gDisk->Spend())
-      return -1;
-    Change change{true, static_cast<std::uint64_t>(size), "", 0, ""};
-    NoteChange(d->file->seen, change);
-    d->file->unsynced.push_back(std::move(change));
-    return 0;
+    File* file = FileOf(fd);
+    return file != nullptr && Make(*file, true, static_cast<std::uint64_t>(size)) ? 0 : -1;
   }
 
-  static void Fill(File const& file, struct stat* info) {
+  // Fills info for file, or fails with missing when there is none.
+  static int Fill(File const* file, struct stat* info, int missing) {
+    if (file == nullptr)
+      return errno = missing, -1;
     std::memset(info, 0, sizeof *info);
     info->st_mode = S_IFREG | 0644;
-    info->st_size = static_cast<off_t>(file.seen.size());
-    info->st_ino = file.inode;
+    info->st_size = static_cast<off_t>(file->seen.size());
+    info->st_ino = file->inode;
     info->st_dev = 1;
-  }
-
-  static int FStat(int fd, struct stat* info) {
-    Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    Fill(*d->file, info);
     return 0;
   }
-
+  static int FStat(int fd, struct stat* info) { return Fill(FileOf(fd), info, EBADF); }
   static int Stat(char const* name, struct stat* info) {
-    File const* file = gDisk->Find(name);
-    if (file == nullptr)
-      return errno = ENOENT, -1;
-    Fill(*file, info);
-    return 0;
+    return Fill(gDisk->Find(name), info, ENOENT);
   }
 
   static int Sync(int fd) {
@@ -396,11 +389,6 @@ std::uint32_t Checksum(std::string const& bytes) {
   return sum;
 }
 
-void PutU32(std::string& out, std::uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    out.push_back(static_cast<char>(v >> (8 * i)));
-}
-
 std::uint32_t GetU32(char const* p) {
   std::uint32_t v = 0;
   for (int i = 3; i >= 0; --i)
@@ -409,16 +397,10 @@ std::uint32_t GetU32(char const* p) {
 }
 
 std::string Record(std::uint32_t number, std::size_t payload) {
-  std::string body;
-  body.reserve(kRecordHead + payload + 4);
-  PutU32(body, kMagic);
-  PutU32(body, number);
-  PutU32(body, static_cast<std::uint32_t>(payload));
-  body.resize(kRecordHead + payload);
+  std::string body = U32(kMagic) + U32(number) + U32(static_cast<std::uint32_t>(payload));
   for (std::size_t i = 0; i < payload; ++i)
-    body[kRecordHead + i] = static_cast<char>('a' + (number * 7 + i) % 26);
-  PutU32(body, Checksum(body));
-  return body;
+    body.push_back(static_cast<char>('a' + (number * 7 + i) % 26));
+  return body + U32(Checksum(body));
 }
 
 // The records that read back from the pools of file, in order from 0, each
@@ -569,9 +551,10 @@ bool PowerLossTest::CheckRecovered(std::string const& left, KVTSimRpm_SalvageRep
                                    std::vector<std::uint64_t> const& lengths, bool inPlace,
                                    std::uint32_t committed, std::string& what) {
   KVTString const out(inPlace ? kPath : "/mem/out.sim");
-  KVTSimRpm_FileRecovery const recovery =
-      inPlace ? KVTSimRpm_FileRecovery::RecoverInPlace(out, "/mem/run.sim.tail", "USR1")
-              : KVTSimRpm_FileRecovery::RecoverTo(kPath, out, "USR1");
+  if (inPlace)
+    KVTSimRpm_FileRecovery::RecoverInPlace(out, "/mem/run.sim.tail", "USR1");
+  else
+    KVTSimRpm_FileRecovery::RecoverTo(kPath, out, "USR1");
   if (inPlace && report.LeftOut()) {
     MemoryDisk::File const* tail = MemoryDisk::gDisk->Find("/mem/run.sim.tail");
     if (tail == nullptr || tail->seen != left.substr(report.KeptBytes()))
@@ -606,7 +589,6 @@ bool PowerLossTest::CheckRecovered(std::string const& left, KVTSimRpm_SalvageRep
     return what = "a salvage read of the recovered file still changes it", false;
   if (CountRecords(file) < committed)
     return what = "the recovered file lost committed records", false;
-  (void)recovery;
   return true;
 }
 
