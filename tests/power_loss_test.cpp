@@ -1,26 +1,12 @@
-// Simulated power losses at the system-call seam.
-//
-// An in-memory file system stands behind the system-call table. It keeps,
-// for each file, the bytes a program sees and the bytes that would survive a
-// power loss, and between them every write and truncation since the file was
-// last synced. A writer writes numbered records through both kinds of stream,
-// flushes, starts new pools, and closes and reopens its file, until the power
-// fails at a random system call (now and then leaving space allocated at the
-// end of a pool unwritten). Then a random subset of the unsynced writes
-// reaches the disk, one of them torn at a 512-byte or 4 KiB boundary, the
-// others are lost, and a new name whose directory was not synced may vanish.
-// On what is left:
-//   - every record written before the last Flush() (or Close()) that
-//     returned reads back intact through the salvage read, in order;
-//   - every pool the salvage read keeps, but the last, holds exactly the
-//     bytes the writer gave it, length and header included, and was frozen
-//     by the writer with that length (the last pool is the one being written
-//     when the power failed: only its committed records are checked);
-//   - the recovered file (written anew, or in place with the cut bytes in a
-//     tail file) opens with the loader, holds the same pools and data, and
-//     passes what kvtsim-pool check verifies: every header whole, the chain
-//     ending at the end of the file, only the last pool stored open, nothing
-//     for a salvage read to leave out or close up.
+// Simulated power losses at the system-call seam (docs/reliability.md,
+// "Simulated power loss"). An in-memory file system stands behind the
+// system-call table; a writer writes numbered records, flushes, starts new
+// pools and reopens its file until the power fails at a random system call.
+// Then a random subset of the unsynced writes reaches the disk, one of them
+// torn. On what is left, every committed record must read back through the
+// salvage read, every pool kept but the last must be exactly what the writer
+// froze, and the recovered file (written anew or in place) must load and pass
+// what kvtsim-pool check verifies.
 //
 // The test runs 1,000 crashes with a fixed seed. KVTSIM_POWER_LOSS_CRASHES,
 // KVTSIM_POWER_LOSS_SEED and KVTSIM_POWER_LOSS_FIRST (the first crash's
