@@ -491,6 +491,72 @@ struct Tally {
   long losses = 0;
 };
 
+// Each pool kept before the last must be one the writer froze with exactly
+// these bytes: "" when they are, else what is wrong.
+std::string CheckSalvage(KVTSimRpm_File const& file, MemoryDisk::File const& written,
+                         std::string const& left) {
+  for (unsigned p = 0; p + 1 < file.PoolCount(); ++p) {
+    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
+    std::uint64_t const at = pool.Location();
+    std::uint64_t const length = pool.RecordLength();
+    if (at + length > left.size() || at + length > written.seen.size() ||
+        left.compare(at, length, written.seen, at, length) != 0) {
+      return "pool " + std::to_string(p) + " differs from what the writer wrote";
+    }
+    std::optional<std::uint64_t> stored = Header::Decode(written.seen.data() + at).StoredLength();
+    if (!stored || *stored != length)
+      return "pool " + std::to_string(p) + " was not frozen with length " + std::to_string(length);
+  }
+  return "";
+}
+
+// The recovered file must hold the salvaged pools and pass what kvtsim-pool
+// check verifies; "" when it does, else what is wrong.
+std::string CheckRecovered(std::string const& left, KVTSimRpm_SalvageReport const& report,
+                           std::vector<std::uint64_t> const& lengths, bool inPlace,
+                           std::uint32_t committed) {
+  KVTString const out(inPlace ? kPath : "/mem/out.sim");
+  if (inPlace)
+    KVTSimRpm_FileRecovery::RecoverInPlace(out, "/mem/run.sim.tail", "USR1");
+  else
+    KVTSimRpm_FileRecovery::RecoverTo(kPath, out, "USR1");
+  if (inPlace && report.LeftOut()) {
+    MemoryDisk::File const* tail = MemoryDisk::gDisk->Find("/mem/run.sim.tail");
+    if (tail == nullptr || tail->seen != left.substr(report.KeptBytes()))
+      return "the tail file does not hold the bytes cut";
+  }
+  Doc reader("USR1");
+  KVTSimRpm_File file = reader.AddFile(out, Doc::AccessRead);
+  if (file.PoolCount() != lengths.size())
+    return "the recovered file holds another number of pools";
+  std::string const& bytes = MemoryDisk::gDisk->Find(out.CStr())->seen;
+  for (unsigned p = 0; p < file.PoolCount(); ++p) {
+    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
+    std::uint64_t const data = pool.Location() + pool.HeaderLength();
+    std::uint64_t const end = std::min<std::uint64_t>(pool.Location() + lengths[p], left.size());
+    bool const last = p + 1 == file.PoolCount();
+    if ((!last && pool.RecordLength() != lengths[p]) ||
+        bytes.compare(data, end - data, left, data, end - data) != 0)
+      return "recovered pool " + std::to_string(p) + " differs from the salvaged one";
+  }
+  // What kvtsim-pool check verifies of a chain.
+  KVTSimRpm_ChainWalker walker(out, "USR1");
+  while (walker.Next()) {
+    bool const last = walker.End() == walker.FileSize();
+    if (walker.Fault() != Header::FaultNone || !walker.Whole() ||
+        (walker.Header().StoredOpen() && !last))
+      return "the recovered chain is not whole";
+  }
+  if (walker.StopReason() != KVTSimRpm_ChainWalker::StopChainEnd)
+    return "the recovered chain does not end at the end of the file";
+  KVTSimRpm_SalvagePlan const again(out, "USR1", {});
+  if (again.Report().LeftOut() || again.Report().ClosedUp())
+    return "a salvage read of the recovered file still changes it";
+  if (CountRecords(file) < committed)
+    return "the recovered file lost committed records";
+  return "";
+}
+
 class PowerLossTest : public testing::Test {
  protected:
   // Fails the test with what went wrong at crash number crash.
@@ -502,81 +568,9 @@ class PowerLossTest : public testing::Test {
   }
 
   void Crash(std::uint64_t seed, long crash);
-  bool CheckSalvage(KVTSimRpm_File const& file, MemoryDisk::File const& written,
-                    std::string const& left, std::string& what);
-  bool CheckRecovered(std::string const& left, KVTSimRpm_SalvageReport const& report,
-                      std::vector<std::uint64_t> const& lengths, bool inPlace,
-                      std::uint32_t committed, std::string& what);
 
   Tally tally_;
 };
-
-// Each pool kept before the last must be one the writer froze with exactly
-// these bytes.
-bool PowerLossTest::CheckSalvage(KVTSimRpm_File const& file, MemoryDisk::File const& written,
-                                 std::string const& left, std::string& what) {
-  for (unsigned p = 0; p + 1 < file.PoolCount(); ++p) {
-    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
-    std::uint64_t const at = pool.Location();
-    std::uint64_t const length = pool.RecordLength();
-    if (at + length > left.size() || at + length > written.seen.size() ||
-        left.compare(at, length, written.seen, at, length) != 0) {
-      what = "pool " + std::to_string(p) + " differs from what the writer wrote";
-      return false;
-    }
-    std::optional<std::uint64_t> stored = Header::Decode(written.seen.data() + at).StoredLength();
-    if (!stored || *stored != length) {
-      what = "pool " + std::to_string(p) + " was not frozen with length " + std::to_string(length);
-      return false;
-    }
-  }
-  return true;
-}
-
-bool PowerLossTest::CheckRecovered(std::string const& left, KVTSimRpm_SalvageReport const& report,
-                                   std::vector<std::uint64_t> const& lengths, bool inPlace,
-                                   std::uint32_t committed, std::string& what) {
-  KVTString const out(inPlace ? kPath : "/mem/out.sim");
-  if (inPlace)
-    KVTSimRpm_FileRecovery::RecoverInPlace(out, "/mem/run.sim.tail", "USR1");
-  else
-    KVTSimRpm_FileRecovery::RecoverTo(kPath, out, "USR1");
-  if (inPlace && report.LeftOut()) {
-    MemoryDisk::File const* tail = MemoryDisk::gDisk->Find("/mem/run.sim.tail");
-    if (tail == nullptr || tail->seen != left.substr(report.KeptBytes()))
-      return what = "the tail file does not hold the bytes cut", false;
-  }
-  Doc reader("USR1");
-  KVTSimRpm_File file = reader.AddFile(out, Doc::AccessRead);
-  if (file.PoolCount() != lengths.size())
-    return what = "the recovered file holds another number of pools", false;
-  std::string const& bytes = MemoryDisk::gDisk->Find(out.CStr())->seen;
-  for (unsigned p = 0; p < file.PoolCount(); ++p) {
-    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
-    std::uint64_t const data = pool.Location() + pool.HeaderLength();
-    std::uint64_t const end = std::min<std::uint64_t>(pool.Location() + lengths[p], left.size());
-    bool const last = p + 1 == file.PoolCount();
-    if ((!last && pool.RecordLength() != lengths[p]) ||
-        bytes.compare(data, end - data, left, data, end - data) != 0)
-      return what = "recovered pool " + std::to_string(p) + " differs from the salvaged one", false;
-  }
-  // What kvtsim-pool check verifies of a chain.
-  KVTSimRpm_ChainWalker walker(out, "USR1");
-  while (walker.Next()) {
-    bool const last = walker.End() == walker.FileSize();
-    if (walker.Fault() != Header::FaultNone || !walker.Whole() ||
-        (walker.Header().StoredOpen() && !last))
-      return what = "the recovered chain is not whole", false;
-  }
-  if (walker.StopReason() != KVTSimRpm_ChainWalker::StopChainEnd)
-    return what = "the recovered chain does not end at the end of the file", false;
-  KVTSimRpm_SalvagePlan const again(out, "USR1", {});
-  if (again.Report().LeftOut() || again.Report().ClosedUp())
-    return what = "a salvage read of the recovered file still changes it", false;
-  if (CountRecords(file) < committed)
-    return what = "the recovered file lost committed records", false;
-  return true;
-}
 
 void PowerLossTest::Crash(std::uint64_t seed, long crash) {
   std::seed_seq sequence{static_cast<std::uint32_t>(seed), static_cast<std::uint32_t>(seed >> 32),
@@ -618,12 +612,12 @@ void PowerLossTest::Crash(std::uint64_t seed, long crash) {
     tally_.recovered += std::min(found, run.committed);
     if (found < run.committed) {
       what = std::to_string(run.committed - found) + " committed records lost";
-    } else if (CheckSalvage(file, written, it->second, what)) {
+    } else if ((what = CheckSalvage(file, written, it->second)).empty()) {
       std::vector<std::uint64_t> lengths;
       for (unsigned p = 0; p < file.PoolCount(); ++p)
         lengths.push_back(file.Pool(p).Describe().RecordLength());
       reader.Close();
-      CheckRecovered(it->second, report, lengths, crash % 2 == 1, run.committed, what);
+      what = CheckRecovered(it->second, report, lengths, crash % 2 == 1, run.committed);
     }
   } catch (KVTBasException const& e) {
     what = e.DeveloperReport(KVTBasStringModeFull).CStr();
