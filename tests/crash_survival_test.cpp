@@ -1,24 +1,15 @@
 // Writers killed with SIGKILL at random moments: the file they leave must
-// open read-only, and every record they had committed must read back intact.
+// open read-only, and every record they had committed must read back intact
+// (docs/reliability.md, "Killed writers").
 //
-// A writer is a child process. It writes numbered records, alternately
-// through an append-to-pool stream and through a locator stream over space
-// it allocated first, flushing the stream after each record, and starts a
-// new pool now and then. After every few records it flushes the file (the
-// file's Flush or the document's) and, once that call has returned, reports
-// the number of records written so far through a pipe. A record is
-// *committed* when it was written completely, its stream's Flush() returned,
-// and a file-level flush returned after that: the committed count is the
-// last number the pipe delivered before the kill.
-//
-// Each chain of writers shares one file: the first creates it, the later
-// ones reopen it for update, start a new pool (so that a torn record stays at
-// the end of the old one) and go on after the last record that read back.
-// After each kill a new document opens the file read-only (recovering it in
-// place first when the loader refuses it) and reads the records pool by
-// pool, each pool up to its first record that does not read back; the
-// records found must run 0, 1, 2, ... and include every committed one, and a
-// salvage read of the file as the kill left it must find the same.
+// Each writer is a child process. It writes numbered records through both
+// kinds of stream, flushing each, starts a new pool now and then, and after
+// each file-level flush that returned reports its record count through a
+// pipe: the last count delivered before the kill is what it committed. Each
+// chain of writers shares one file; a later writer reopens it for update,
+// starts a new pool and goes on after the last record that read back.
+// After each kill the records must run 0, 1, 2, ... and include every
+// committed one, and a salvage read of the file must find the same.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -126,11 +117,6 @@ int CountRecords(KVTSimRpm_File const& file) {
   return next;
 }
 
-void Report(int fd, int committed) {
-  if (write(fd, &committed, sizeof committed) != sizeof committed)
-    _exit(4);
-}
-
 // Appends one record to pool, through either kind of stream.
 void AppendRecord(KVTSimRpm_Pool const& pool, int index, KVTSimRpm_Locator const& previous) {
   if (index % 2 == 0) {
@@ -173,7 +159,9 @@ void AppendRecord(KVTSimRpm_Pool const& pool, int index, KVTSimRpm_Locator const
           file.Flush();
         else
           document.Flush();
-        Report(progress, next + 1);
+        int const committed = next + 1;
+        if (write(progress, &committed, sizeof committed) != sizeof committed)
+          _exit(4);
       }
     }
   } catch (KVTBasException const& e) {
@@ -240,9 +228,9 @@ class CrashSurvivalTest : public testing::Test {
   static int RecordsOnDisk(std::string const& path) {
     if (access(path.c_str(), F_OK) != 0)
       return 0;  // killed before it created the file
-    int const salvaged = SalvagedRecords(path);
+    int const salvaged = RecordsIn(path, true);
     try {
-      int const found = RecordsIn(path);
+      int const found = RecordsIn(path, false);
       EXPECT_EQ(found, salvaged) << "the salvage read of a whole file differs";
       return found;
     } catch (KVTBasException const&) {
@@ -254,24 +242,19 @@ class CrashSurvivalTest : public testing::Test {
                   static_cast<unsigned long long>(recovery.Report().FirstLeftOutOffset()),
                   static_cast<unsigned long long>(recovery.Report().BytesLeftOut()));
       std::remove(tail.c_str());
-      int const found = RecordsIn(path);
+      int const found = RecordsIn(path, false);
       EXPECT_EQ(found, salvaged) << "recovery gave back other records than the salvage read";
       return found;
     }
   }
 
-  static int SalvagedRecords(std::string const& path) {
+  // The records that read back through the loader, or the salvage read.
+  static int RecordsIn(std::string const& path, bool salvaged) {
     Doc reader("USR1");
     KVTSimRpm_SalvageReport report;
-    return CountRecords(reader.AddFileSalvaged(KVTString(path.c_str()), report));
-  }
-
-  static int RecordsIn(std::string const& path) {
-    Doc reader("USR1");
-    KVTSimRpm_File file = reader.AddFile(KVTString(path.c_str()), Doc::AccessRead);
-    int found = CountRecords(file);
-    reader.Close();
-    return found;
+    KVTString const name(path.c_str());
+    return CountRecords(salvaged ? reader.AddFileSalvaged(name, report)
+                                 : reader.AddFile(name, Doc::AccessRead));
   }
 };
 

@@ -1,6 +1,6 @@
 // Files as chains of pools: opening in each mode, new and appended pools,
 // files reopened for update whose last pool is not what a clean close leaves,
-// read-only refusals, and references between files of one document.
+// read-only refusals, and failed writes that must leave the file as it was.
 
 #include <gtest/gtest.h>
 
@@ -32,6 +32,27 @@ ssize_t PWriteFailingOnce(int fd, void const* buffer, std::size_t count, off_t o
 using Doc = KVTSimRpm_Document;
 using kvtsim_test::ReadBytes;
 
+// Runs action with its first write failing, then its second, and so on until
+// it runs through; unchanged() checks what each failure left. Returns the
+// number of failures.
+template <typename Action, typename Check>
+int FailEachWriteInTurn(Action action, Check unchanged) {
+  for (int failures = 0;; ++failures) {
+    gWritesBeforeFailure = failures;
+    KVTSimUttSysCalls::Current().PWrite = PWriteFailingOnce;
+    bool failed = false;
+    try {
+      action();
+    } catch (KVTSimUttOSError const& e) {
+      failed = e.ErrorNumber() == ENOSPC;
+    }
+    KVTSimUttSysCalls::Current() = KVTSimUttSysCalls::Real();
+    if (!failed)
+      return failures;
+    unchanged();
+  }
+}
+
 class FileChainTest : public testing::Test {
  protected:
   static KVTSimRpm_PoolImpl& Impl(KVTSimRpm_Pool const& pool) { return *pool.Impl().Get(); }
@@ -54,16 +75,11 @@ class FileChainTest : public testing::Test {
     document.Close();
   }
 
+  // The pool's data, as many bytes as its length; past the end of its file
+  // they read as zeros.
   static std::string Data(KVTSimRpm_Pool const& pool) {
     std::string bytes(pool.Length(), '\0');
-    Impl(pool).Read(0, bytes.size(), &bytes[0]);
-    return bytes;
-  }
-
-  // The first n data bytes of the pool, or fewer where its file ends.
-  static std::string Prefix(KVTSimRpm_Pool const& pool, std::size_t n) {
-    std::string bytes(n, '\0');
-    bytes.resize(pool.Start().Read(n, &bytes[0]));
+    pool.Start().Read(bytes.size(), &bytes[0]);
     return bytes;
   }
 
@@ -97,13 +113,26 @@ TEST_F(FileChainTest, ReadOnlyFileHandsOutItsPoolsAndRefusesChanges) {
   EXPECT_THROW(Impl(file.Pool()).Dump(), KVTSimExcWriteReadOnly);
   document.Close();
   EXPECT_EQ(ReadBytes(dir_.File("a.sim")).find('x'), std::string::npos);
+
+  // Opened for writing, the file starts over with one empty pool.
+  Doc writer("USR1");
+  writer.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
+  writer.Close();
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).size(), 80u);
 }
 
+// The last pool stored frozen at its exact length, as a writer that froze it
+// for a new pool leaves it: opening for update rewrites it as open.
 TEST_F(FileChainTest, UpdateReopensTheLastPoolAndKeepsExtending) {
   WriteThreePools("a.sim");
-  std::string stored = ReadBytes(dir_.File("a.sim"));
+  std::string const stored = ReadBytes(dir_.File("a.sim"));
+  std::size_t const last = stored.rfind(kvtsim_test::FormatSignature());
+  std::size_t const length = last + KVTSimRpm_PoolHeader::kLengthOffset;
+  kvtsim_test::Patch(dir_.File("a.sim"), length,
+                     "00000000000" + std::to_string(100000 + stored.size() - last).substr(1));
   Doc document("USR1");
   KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessUpdate);
+  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(length, 16), std::string(16, '0'));
   Append(file, "+more");
   document.Close();
 
@@ -112,18 +141,6 @@ TEST_F(FileChainTest, UpdateReopensTheLastPoolAndKeepsExtending) {
   EXPECT_EQ(again.PoolCount(), 3u);
   EXPECT_EQ(Data(again.Pool()), "three+more");
   EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(0, stored.size()), stored);
-}
-
-TEST_F(FileChainTest, OpeningForUpdateRewritesAnExactLastLengthAsOpen) {
-  WriteThreePools("a.sim");
-  std::string bytes = ReadBytes(dir_.File("a.sim"));
-  std::size_t last = bytes.rfind(kvtsim_test::FormatSignature());
-  kvtsim_test::Patch(dir_.File("a.sim"), last + KVTSimRpm_PoolHeader::kLengthOffset,
-                     "00000000000" + std::to_string(100000 + bytes.size() - last).substr(1));
-  Doc document("USR1");
-  document.AddFile(dir_.Name("a.sim"), Doc::AccessUpdate);
-  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).substr(last + KVTSimRpm_PoolHeader::kLengthOffset, 16),
-            std::string(16, '0'));
 }
 
 TEST_F(FileChainTest, NewPoolReplacesAnEmptyCurrentPool) {
@@ -159,10 +176,8 @@ TEST_F(FileChainTest, PoolAfterAFrozenLengthPastTheEndStartsWhereItEnds) {
   Doc reader("USR1");
   KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
   ASSERT_EQ(file.PoolCount(), 2u);
-  EXPECT_EQ(file.Pool(0).Length(), 150u);
-  EXPECT_EQ(Prefix(file.Pool(0), 100), std::string(100, 'd'));
-  EXPECT_EQ(file.Pool(1).Length(), 8u);
-  EXPECT_EQ(Prefix(file.Pool(1), 8), "new pool");
+  EXPECT_EQ(Data(file.Pool(0)), std::string(100, 'd') + std::string(50, '\0'));
+  EXPECT_EQ(Data(file.Pool(1)), "new pool");
 }
 
 // An empty pool whose directory names its own identifier four times has a
@@ -184,8 +199,7 @@ TEST_F(FileChainTest, ReplacedEmptyPoolLeavesNoBytesBehind) {
   Doc reader("USR1");
   KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
   ASSERT_EQ(file.PoolCount(), 1u);
-  EXPECT_EQ(file.Pool().Length(), 8u);
-  EXPECT_EQ(Prefix(file.Pool(), 8), "new pool");
+  EXPECT_EQ(Data(file.Pool()), "new pool");
 }
 
 TEST_F(FileChainTest, EmptyFilesHoldNoPool) {
@@ -200,14 +214,6 @@ TEST_F(FileChainTest, EmptyFilesHoldNoPool) {
   writer.NewPool(nullptr);
   document.Close();
   EXPECT_EQ(ReadBytes(dir_.File("empty2.sim")).substr(0, 8), kvtsim_test::FormatSignature());
-}
-
-TEST_F(FileChainTest, OpenWriteStartsOverAtOffsetZero) {
-  WriteThreePools("a.sim");
-  Doc document("USR1");
-  document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
-  document.Close();
-  EXPECT_EQ(ReadBytes(dir_.File("a.sim")).size(), 80u);
 }
 
 TEST_F(FileChainTest, AppendPoolCopiesLargePoolsByteForByte) {
@@ -240,39 +246,25 @@ TEST_F(FileChainTest, FailedAppendRestoresTheFile) {
 
   Doc target("USR1");
   KVTSimRpm_File to = target.AddFile(dir_.Name("dst.sim"), Doc::AccessWrite);
-  std::string id = to.Pool().GetGUID().CStr();
-  std::string before = ReadBytes(dir_.File("dst.sim"));
+  std::string const id = to.Pool().GetGUID().CStr();
+  std::string const before = ReadBytes(dir_.File("dst.sim"));
+  auto const unchanged = [&] {
+    EXPECT_EQ(to.PoolCount(), 1u);
+    EXPECT_EQ(std::string(to.Pool().GetGUID().CStr()), id);
+    EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
+  };
   EXPECT_THROW(to.AppendPool(from.Pool()), KVTSimExcShortPool);
-  EXPECT_EQ(to.PoolCount(), 1u);
-  EXPECT_EQ(std::string(to.Pool().GetGUID().CStr()), id);
-  EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
-
+  unchanged();
   Doc foreign("USR2");  // another user signature: the copy's header is refused
   KVTSimRpm_File other = foreign.AddFile(dir_.Name("other.sim"), Doc::AccessWrite);
   EXPECT_THROW(to.AppendPool(other.Pool()), KVTSimExcUserSigMismatch);
-  EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
+  unchanged();
 
   // A write refused at any step: the copied bytes, then the copy's header.
   Doc third("USR1");
   KVTSimRpm_File small = third.AddFile(dir_.Name("small.sim"), Doc::AccessWrite);
   Append(small, "copied");
-  for (int failures = 0;; ++failures) {
-    gWritesBeforeFailure = failures;
-    KVTSimUttSysCalls::Current().PWrite = PWriteFailingOnce;
-    bool failed = false;
-    try {
-      to.AppendPool(small.Pool());
-    } catch (KVTSimUttOSError const& e) {
-      failed = e.ErrorNumber() == ENOSPC;
-    }
-    KVTSimUttSysCalls::Current() = KVTSimUttSysCalls::Real();
-    if (!failed) {
-      EXPECT_EQ(failures, 2);
-      break;
-    }
-    EXPECT_EQ(std::string(to.Pool().GetGUID().CStr()), id);
-    EXPECT_EQ(ReadBytes(dir_.File("dst.sim")), before);
-  }
+  EXPECT_EQ(FailEachWriteInTurn([&] { to.AppendPool(small.Pool()); }, unchanged), 2);
   EXPECT_EQ(to.Pool().Length(), 6u);
 }
 
@@ -288,26 +280,15 @@ TEST_F(FileChainTest, FailedNewPoolLeavesMemoryAndDiskAsTheyWere) {
     unsigned const count = file.PoolCount();
     std::string const id = file.Pool().GetGUID().CStr();
     std::string const before = ReadBytes(dir_.File(name));
-    // Fail each write that NewPool makes in turn, until one runs through;
-    // every attempt asks for the same identifier.
+    // Every attempt asks for the same identifier.
     std::string const newId(32, emptyCurrent ? 'e' : 'd');
-    int failures = 0;
-    for (bool failed = true; failed; ++failures) {
-      gWritesBeforeFailure = failures;
-      KVTSimUttSysCalls::Current().PWrite = PWriteFailingOnce;
-      failed = false;
-      try {
-        file.NewPool(newId.c_str());
-      } catch (KVTSimUttOSError const& e) {
-        failed = e.ErrorNumber() == ENOSPC;
-      }
-      KVTSimUttSysCalls::Current() = KVTSimUttSysCalls::Real();
-      if (!failed)
-        break;
-      EXPECT_EQ(file.PoolCount(), count);
-      EXPECT_EQ(std::string(file.Pool().GetGUID().CStr()), id);
-      EXPECT_EQ(ReadBytes(dir_.File(name)), before);
-    }
+    int const failures =
+        FailEachWriteInTurn([&] { file.NewPool(newId.c_str()); },
+                            [&] {
+                              EXPECT_EQ(file.PoolCount(), count);
+                              EXPECT_EQ(std::string(file.Pool().GetGUID().CStr()), id);
+                              EXPECT_EQ(ReadBytes(dir_.File(name)), before);
+                            });
     EXPECT_EQ(failures, 2) << "the previous pool's header, then the new pool's";
     EXPECT_EQ(file.PoolCount(), count + (emptyCurrent ? 0u : 1u));
     EXPECT_EQ(std::string(file.Pool().GetGUID().CStr()), newId);
@@ -320,28 +301,6 @@ TEST_F(FileChainTest, FailedNewPoolLeavesMemoryAndDiskAsTheyWere) {
     EXPECT_EQ(back.Pool(0).Length(), 3u);
     EXPECT_EQ(back.Pool(1).Length(), 3u);
   }
-}
-
-TEST_F(FileChainTest, ReferencesBetweenFilesSurviveReopeningInANewDocument) {
-  std::string aId;
-  {
-    Doc document("USR1");
-    KVTSimRpm_File a = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
-    KVTSimRpm_File b = document.AddFile(dir_.Name("b.sim"), Doc::AccessWrite);
-    aId = a.Pool().GetGUID().CStr();
-    Append(a, "in a");
-    Append(b, "in b");
-    document.Close();
-  }
-  Doc document("USR1");
-  KVTSimRpm_File b = document.AddFile(dir_.Name("b.sim"), Doc::AccessRead);
-  KVTSimRpm_File a = document.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
-  // b's pool was made after a's, so its directory names a's pool at slot 1.
-  KVTSimRpm_PoolDirectoryImpl& bDirectory = *Impl(b.Pool()).Directory();
-  int aSlot = Impl(a.Pool()).Directory()->SlotInMap();
-  EXPECT_EQ(bDirectory.ExternalizeReference(aSlot), 1);
-  EXPECT_EQ(bDirectory.InternalizeReference(1), aSlot);
-  EXPECT_EQ(std::string(a.Pool().GetGUID().CStr()), aId);
 }
 
 TEST_F(FileChainTest, HandlesOfAClosedFileRaiseInsteadOfReachingFreedMemory) {

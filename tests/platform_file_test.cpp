@@ -8,9 +8,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <limits>
 #include <optional>
 #include <string>
@@ -22,6 +19,7 @@
 #include "KVTSimUttRandom.h"
 #include "KVTSimUttSysCalls.h"
 #include "gtest/gtest.h"
+#include "kvtsim_test_util.h"
 
 namespace {
 
@@ -62,26 +60,15 @@ void ExpectOSError(Action action, std::string const& operation, std::string cons
 // are taken out after the test.
 class PlatformFileTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = ::testing::TempDir() + "kvtsim-platform-XXXXXX";
-    ASSERT_NE(mkdtemp(&pattern[0]), nullptr) << std::strerror(errno);
-    mDir = pattern;
-  }
-  void TearDown() override {
-    Calls() = KVTSimUttSysCalls::Real();
-    std::filesystem::remove_all(mDir);
-  }
+  void TearDown() override { Calls() = KVTSimUttSysCalls::Real(); }
 
   static KVTSimUttSysCalls& Calls() { return KVTSimUttSysCalls::Current(); }
-  std::string Path(char const* leaf) const { return mDir + "/" + leaf; }
-  KVTString Named(char const* leaf) const { return KVTString(Path(leaf).c_str()); }
+  std::string Path(char const* leaf) const { return dir_.File(leaf); }
+  KVTString Named(char const* leaf) const { return dir_.Name(leaf); }
   void WriteFile(char const* leaf, std::string const& bytes) const {
-    std::ofstream(Path(leaf), std::ios::binary) << bytes;
+    kvtsim_test::WriteBytes(Path(leaf), bytes);
   }
-  std::string ReadFile(char const* leaf) const {
-    std::ifstream in(Path(leaf), std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
+  std::string ReadFile(char const* leaf) const { return kvtsim_test::ReadBytes(Path(leaf)); }
   static std::string ReadAt(KVTSimUttOSFile& file, std::uint64_t position, std::uint64_t count) {
     std::string bytes(count, '?');
     file.Seek(position);
@@ -89,7 +76,8 @@ class PlatformFileTest : public ::testing::Test {
     return bytes;
   }
 
-  std::string mDir;
+  kvtsim_test::TempDir dir_;
+  std::string const mDir = dir_.Path();
 };
 
 TEST_F(PlatformFileTest, OpenModes) {

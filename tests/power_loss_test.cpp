@@ -1,26 +1,12 @@
-// Simulated power losses at the system-call seam.
-//
-// An in-memory file system stands behind the system-call table. It keeps,
-// for each file, the bytes a program sees and the bytes that would survive a
-// power loss, and between them every write and truncation since the file was
-// last synced. A writer writes numbered records through both kinds of stream,
-// flushes, starts new pools, and closes and reopens its file, until the power
-// fails at a random system call (now and then leaving space allocated at the
-// end of a pool unwritten). Then a random subset of the unsynced writes
-// reaches the disk, one of them torn at a 512-byte or 4 KiB boundary, the
-// others are lost, and a new name whose directory was not synced may vanish.
-// On what is left:
-//   - every record written before the last Flush() (or Close()) that
-//     returned reads back intact through the salvage read, in order;
-//   - every pool the salvage read keeps, but the last, holds exactly the
-//     bytes the writer gave it, length and header included, and was frozen
-//     by the writer with that length (the last pool is the one being written
-//     when the power failed: only its committed records are checked);
-//   - the recovered file (written anew, or in place with the cut bytes in a
-//     tail file) opens with the loader, holds the same pools and data, and
-//     passes what kvtsim-pool check verifies: every header whole, the chain
-//     ending at the end of the file, only the last pool stored open, nothing
-//     for a salvage read to leave out or close up.
+// Simulated power losses at the system-call seam (docs/reliability.md,
+// "Simulated power loss"). An in-memory file system stands behind the
+// system-call table; a writer writes numbered records, flushes, starts new
+// pools and reopens its file until the power fails at a random system call.
+// Then a random subset of the unsynced writes reaches the disk, one of them
+// torn. On what is left, every committed record must read back through the
+// salvage read, every pool kept but the last must be exactly what the writer
+// froze, and the recovered file (written anew or in place) must load and pass
+// what kvtsim-pool check verifies.
 //
 // The test runs 1,000 crashes with a fixed seed. KVTSIM_POWER_LOSS_CRASHES,
 // KVTSIM_POWER_LOSS_SEED and KVTSIM_POWER_LOSS_FIRST (the first crash's
@@ -52,11 +38,13 @@
 #include "KVTSimRpm_PoolHeader.h"
 #include "KVTSimRpm_SalvagePlan.h"
 #include "KVTSimUttSysCalls.h"
+#include "kvtsim_test_util.h"
 
 namespace {
 
 using Doc = KVTSimRpm_Document;
 using Header = KVTSimRpm_PoolHeader;
+using kvtsim_test::U32;
 
 // ---------------------------------------------------------------------------
 // The in-memory file system.
@@ -251,22 +239,33 @@ class MemoryDisk {
     } else if ((flags & O_CREAT) != 0 && (flags & O_EXCL) != 0) {
       return errno = EEXIST, -1;
     }
-    if ((flags & O_TRUNC) != 0) {
-      if (!disk.Spend())
-        return -1;
-      Change change{true, 0, "", 0, ""};
-      NoteChange(it->second->seen, change);
-      it->second->unsynced.push_back(std::move(change));
-    }
+    if ((flags & O_TRUNC) != 0 && !Make(*it->second, true, 0))
+      return -1;
     disk.mDescriptors[fd] = {it->second, path};
     return fd;
   }
 
-  static ssize_t PRead(int fd, void* buffer, std::size_t count, off_t offset) {
+  // The file behind fd; null (EBADF) for a directory or an unknown one.
+  static File* FileOf(int fd) {
     Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    std::string const& seen = d->file->seen;
+    return d == nullptr || d->file == nullptr ? (errno = EBADF, nullptr) : d->file.get();
+  }
+
+  // Makes change to file, unsynced; false (EIO) once the power has failed.
+  static bool Make(File& file, bool truncate, std::uint64_t offset, std::string bytes = "") {
+    if (!gDisk->Spend())
+      return false;
+    Change change{truncate, offset, std::move(bytes), 0, ""};
+    NoteChange(file.seen, change);
+    file.unsynced.push_back(std::move(change));
+    return true;
+  }
+
+  static ssize_t PRead(int fd, void* buffer, std::size_t count, off_t offset) {
+    File const* file = FileOf(fd);
+    if (file == nullptr)
+      return -1;
+    std::string const& seen = file->seen;
     std::size_t const at = static_cast<std::size_t>(offset);
     if (at >= seen.size())
       return 0;
@@ -276,52 +275,32 @@ class MemoryDisk {
   }
 
   static ssize_t PWrite(int fd, void const* buffer, std::size_t count, off_t offset) {
-    Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    if (!gDisk->Spend())
-      return -1;
-    Change change{false, static_cast<std::uint64_t>(offset),
-                  std::string(static_cast<char const*>(buffer), count), 0, ""};
-    NoteChange(d->file->seen, change);
-    d->file->unsynced.push_back(std::move(change));
-    return static_cast<ssize_t>(count);
+    File* file = FileOf(fd);
+    std::string bytes(static_cast<char const*>(buffer), count);
+    bool const made =
+        file != nullptr && Make(*file, false, static_cast<std::uint64_t>(offset), bytes);
+    return made ? static_cast<ssize_t>(count) : -1;
   }
 
   static int FTruncate(int fd, off_t size) {
-    Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    if (!gDisk->Spend())
-      return -1;
-    Change change{true, static_cast<std::uint64_t>(size), "", 0, ""};
-    NoteChange(d->file->seen, change);
-    d->file->unsynced.push_back(std::move(change));
-    return 0;
+    File* file = FileOf(fd);
+    return file != nullptr && Make(*file, true, static_cast<std::uint64_t>(size)) ? 0 : -1;
   }
 
-  static void Fill(File const& file, struct stat* info) {
+  // Fills info for file, or fails with missing when there is none.
+  static int Fill(File const* file, struct stat* info, int missing) {
+    if (file == nullptr)
+      return errno = missing, -1;
     std::memset(info, 0, sizeof *info);
     info->st_mode = S_IFREG | 0644;
-    info->st_size = static_cast<off_t>(file.seen.size());
-    info->st_ino = file.inode;
+    info->st_size = static_cast<off_t>(file->seen.size());
+    info->st_ino = file->inode;
     info->st_dev = 1;
-  }
-
-  static int FStat(int fd, struct stat* info) {
-    Descriptor* d = Described(fd);
-    if (d == nullptr || d->file == nullptr)
-      return errno = EBADF, -1;
-    Fill(*d->file, info);
     return 0;
   }
-
+  static int FStat(int fd, struct stat* info) { return Fill(FileOf(fd), info, EBADF); }
   static int Stat(char const* name, struct stat* info) {
-    File const* file = gDisk->Find(name);
-    if (file == nullptr)
-      return errno = ENOENT, -1;
-    Fill(*file, info);
-    return 0;
+    return Fill(gDisk->Find(name), info, ENOENT);
   }
 
   static int Sync(int fd) {
@@ -396,11 +375,6 @@ std::uint32_t Checksum(std::string const& bytes) {
   return sum;
 }
 
-void PutU32(std::string& out, std::uint32_t v) {
-  for (int i = 0; i < 4; ++i)
-    out.push_back(static_cast<char>(v >> (8 * i)));
-}
-
 std::uint32_t GetU32(char const* p) {
   std::uint32_t v = 0;
   for (int i = 3; i >= 0; --i)
@@ -409,16 +383,10 @@ std::uint32_t GetU32(char const* p) {
 }
 
 std::string Record(std::uint32_t number, std::size_t payload) {
-  std::string body;
-  body.reserve(kRecordHead + payload + 4);
-  PutU32(body, kMagic);
-  PutU32(body, number);
-  PutU32(body, static_cast<std::uint32_t>(payload));
-  body.resize(kRecordHead + payload);
+  std::string body = U32(kMagic) + U32(number) + U32(static_cast<std::uint32_t>(payload));
   for (std::size_t i = 0; i < payload; ++i)
-    body[kRecordHead + i] = static_cast<char>('a' + (number * 7 + i) % 26);
-  PutU32(body, Checksum(body));
-  return body;
+    body.push_back(static_cast<char>('a' + (number * 7 + i) % 26));
+  return body + U32(Checksum(body));
 }
 
 // The records that read back from the pools of file, in order from 0, each
@@ -523,6 +491,72 @@ struct Tally {
   long losses = 0;
 };
 
+// Each pool kept before the last must be one the writer froze with exactly
+// these bytes: "" when they are, else what is wrong.
+std::string CheckSalvage(KVTSimRpm_File const& file, MemoryDisk::File const& written,
+                         std::string const& left) {
+  for (unsigned p = 0; p + 1 < file.PoolCount(); ++p) {
+    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
+    std::uint64_t const at = pool.Location();
+    std::uint64_t const length = pool.RecordLength();
+    if (at + length > left.size() || at + length > written.seen.size() ||
+        left.compare(at, length, written.seen, at, length) != 0) {
+      return "pool " + std::to_string(p) + " differs from what the writer wrote";
+    }
+    std::optional<std::uint64_t> stored = Header::Decode(written.seen.data() + at).StoredLength();
+    if (!stored || *stored != length)
+      return "pool " + std::to_string(p) + " was not frozen with length " + std::to_string(length);
+  }
+  return "";
+}
+
+// The recovered file must hold the salvaged pools and pass what kvtsim-pool
+// check verifies; "" when it does, else what is wrong.
+std::string CheckRecovered(std::string const& left, KVTSimRpm_SalvageReport const& report,
+                           std::vector<std::uint64_t> const& lengths, bool inPlace,
+                           std::uint32_t committed) {
+  KVTString const out(inPlace ? kPath : "/mem/out.sim");
+  if (inPlace)
+    KVTSimRpm_FileRecovery::RecoverInPlace(out, "/mem/run.sim.tail", "USR1");
+  else
+    KVTSimRpm_FileRecovery::RecoverTo(kPath, out, "USR1");
+  if (inPlace && report.LeftOut()) {
+    MemoryDisk::File const* tail = MemoryDisk::gDisk->Find("/mem/run.sim.tail");
+    if (tail == nullptr || tail->seen != left.substr(report.KeptBytes()))
+      return "the tail file does not hold the bytes cut";
+  }
+  Doc reader("USR1");
+  KVTSimRpm_File file = reader.AddFile(out, Doc::AccessRead);
+  if (file.PoolCount() != lengths.size())
+    return "the recovered file holds another number of pools";
+  std::string const& bytes = MemoryDisk::gDisk->Find(out.CStr())->seen;
+  for (unsigned p = 0; p < file.PoolCount(); ++p) {
+    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
+    std::uint64_t const data = pool.Location() + pool.HeaderLength();
+    std::uint64_t const end = std::min<std::uint64_t>(pool.Location() + lengths[p], left.size());
+    bool const last = p + 1 == file.PoolCount();
+    if ((!last && pool.RecordLength() != lengths[p]) ||
+        bytes.compare(data, end - data, left, data, end - data) != 0)
+      return "recovered pool " + std::to_string(p) + " differs from the salvaged one";
+  }
+  // What kvtsim-pool check verifies of a chain.
+  KVTSimRpm_ChainWalker walker(out, "USR1");
+  while (walker.Next()) {
+    bool const last = walker.End() == walker.FileSize();
+    if (walker.Fault() != Header::FaultNone || !walker.Whole() ||
+        (walker.Header().StoredOpen() && !last))
+      return "the recovered chain is not whole";
+  }
+  if (walker.StopReason() != KVTSimRpm_ChainWalker::StopChainEnd)
+    return "the recovered chain does not end at the end of the file";
+  KVTSimRpm_SalvagePlan const again(out, "USR1", {});
+  if (again.Report().LeftOut() || again.Report().ClosedUp())
+    return "a salvage read of the recovered file still changes it";
+  if (CountRecords(file) < committed)
+    return "the recovered file lost committed records";
+  return "";
+}
+
 class PowerLossTest : public testing::Test {
  protected:
   // Fails the test with what went wrong at crash number crash.
@@ -534,81 +568,9 @@ class PowerLossTest : public testing::Test {
   }
 
   void Crash(std::uint64_t seed, long crash);
-  bool CheckSalvage(KVTSimRpm_File const& file, MemoryDisk::File const& written,
-                    std::string const& left, std::string& what);
-  bool CheckRecovered(std::string const& left, KVTSimRpm_SalvageReport const& report,
-                      std::vector<std::uint64_t> const& lengths, bool inPlace,
-                      std::uint32_t committed, std::string& what);
 
   Tally tally_;
 };
-
-// Each pool kept before the last must be one the writer froze with exactly
-// these bytes.
-bool PowerLossTest::CheckSalvage(KVTSimRpm_File const& file, MemoryDisk::File const& written,
-                                 std::string const& left, std::string& what) {
-  for (unsigned p = 0; p + 1 < file.PoolCount(); ++p) {
-    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
-    std::uint64_t const at = pool.Location();
-    std::uint64_t const length = pool.RecordLength();
-    if (at + length > left.size() || at + length > written.seen.size() ||
-        left.compare(at, length, written.seen, at, length) != 0) {
-      what = "pool " + std::to_string(p) + " differs from what the writer wrote";
-      return false;
-    }
-    std::optional<std::uint64_t> stored = Header::Decode(written.seen.data() + at).StoredLength();
-    if (!stored || *stored != length) {
-      what = "pool " + std::to_string(p) + " was not frozen with length " + std::to_string(length);
-      return false;
-    }
-  }
-  return true;
-}
-
-bool PowerLossTest::CheckRecovered(std::string const& left, KVTSimRpm_SalvageReport const& report,
-                                   std::vector<std::uint64_t> const& lengths, bool inPlace,
-                                   std::uint32_t committed, std::string& what) {
-  KVTString const out(inPlace ? kPath : "/mem/out.sim");
-  KVTSimRpm_FileRecovery const recovery =
-      inPlace ? KVTSimRpm_FileRecovery::RecoverInPlace(out, "/mem/run.sim.tail", "USR1")
-              : KVTSimRpm_FileRecovery::RecoverTo(kPath, out, "USR1");
-  if (inPlace && report.LeftOut()) {
-    MemoryDisk::File const* tail = MemoryDisk::gDisk->Find("/mem/run.sim.tail");
-    if (tail == nullptr || tail->seen != left.substr(report.KeptBytes()))
-      return what = "the tail file does not hold the bytes cut", false;
-  }
-  Doc reader("USR1");
-  KVTSimRpm_File file = reader.AddFile(out, Doc::AccessRead);
-  if (file.PoolCount() != lengths.size())
-    return what = "the recovered file holds another number of pools", false;
-  std::string const& bytes = MemoryDisk::gDisk->Find(out.CStr())->seen;
-  for (unsigned p = 0; p < file.PoolCount(); ++p) {
-    KVTSimRpm_PoolDescription const pool = file.Pool(p).Describe();
-    std::uint64_t const data = pool.Location() + pool.HeaderLength();
-    std::uint64_t const end = std::min<std::uint64_t>(pool.Location() + lengths[p], left.size());
-    bool const last = p + 1 == file.PoolCount();
-    if ((!last && pool.RecordLength() != lengths[p]) ||
-        bytes.compare(data, end - data, left, data, end - data) != 0)
-      return what = "recovered pool " + std::to_string(p) + " differs from the salvaged one", false;
-  }
-  // What kvtsim-pool check verifies of a chain.
-  KVTSimRpm_ChainWalker walker(out, "USR1");
-  while (walker.Next()) {
-    bool const last = walker.End() == walker.FileSize();
-    if (walker.Fault() != Header::FaultNone || !walker.Whole() ||
-        (walker.Header().StoredOpen() && !last))
-      return what = "the recovered chain is not whole", false;
-  }
-  if (walker.StopReason() != KVTSimRpm_ChainWalker::StopChainEnd)
-    return what = "the recovered chain does not end at the end of the file", false;
-  KVTSimRpm_SalvagePlan const again(out, "USR1", {});
-  if (again.Report().LeftOut() || again.Report().ClosedUp())
-    return what = "a salvage read of the recovered file still changes it", false;
-  if (CountRecords(file) < committed)
-    return what = "the recovered file lost committed records", false;
-  (void)recovery;
-  return true;
-}
 
 void PowerLossTest::Crash(std::uint64_t seed, long crash) {
   std::seed_seq sequence{static_cast<std::uint32_t>(seed), static_cast<std::uint32_t>(seed >> 32),
@@ -650,12 +612,12 @@ void PowerLossTest::Crash(std::uint64_t seed, long crash) {
     tally_.recovered += std::min(found, run.committed);
     if (found < run.committed) {
       what = std::to_string(run.committed - found) + " committed records lost";
-    } else if (CheckSalvage(file, written, it->second, what)) {
+    } else if ((what = CheckSalvage(file, written, it->second)).empty()) {
       std::vector<std::uint64_t> lengths;
       for (unsigned p = 0; p < file.PoolCount(); ++p)
         lengths.push_back(file.Pool(p).Describe().RecordLength());
       reader.Close();
-      CheckRecovered(it->second, report, lengths, crash % 2 == 1, run.committed, what);
+      what = CheckRecovered(it->second, report, lengths, crash % 2 == 1, run.committed);
     }
   } catch (KVTBasException const& e) {
     what = e.DeveloperReport(KVTBasStringModeFull).CStr();

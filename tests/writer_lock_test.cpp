@@ -21,24 +21,17 @@ namespace {
 using Doc = KVTSimRpm_Document;
 using kvtsim_test::ReadBytes;
 
-// Bytes of pool k at data offset i, so that any prefix can be checked.
-char ByteOf(unsigned k, std::uint64_t i) {
-  return static_cast<char>('a' + (k * 5 + i) % 26);
-}
-
+// The first n data bytes of pool k, so that any prefix can be checked.
 std::string Expected(unsigned k, std::uint64_t n) {
   std::string s(n, '\0');
   for (std::uint64_t i = 0; i < n; ++i)
-    s[i] = ByteOf(k, i);
+    s[i] = static_cast<char>('a' + (k * 5 + i) % 26);
   return s;
 }
 
 void AppendPattern(KVTSimRpm_File& file, unsigned k, std::uint64_t n) {
   std::uint64_t const at = file.Pool().Length();
-  std::string bytes(n, '\0');
-  for (std::uint64_t i = 0; i < n; ++i)
-    bytes[i] = ByteOf(k, at + i);
-  file.Allocate(n).Write(n, bytes.data());
+  file.Allocate(n).Write(n, Expected(k, at + n).data() + at);
 }
 
 // True when every pool of file holds the pattern of its index, up to its
