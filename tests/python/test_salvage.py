@@ -53,6 +53,8 @@ def test_a_file_cut_inside_a_pool_keeps_the_pools_before_it(tmp_path, into, erro
         assert report.reason is error and report.reason_kind == kind
         assert report.reason_text and report.pools_closed_up == 0
         assert pickle.loads(pickle.dumps(report)) == report
+        # Salvaged again, the file comes back with the report it had.
+        assert doc.salvage(path) == (f, report)
 
 
 def test_a_pool_stored_open_ahead_of_others_is_closed_up(tmp_path):
