@@ -18,6 +18,9 @@ Document, whose pools find each other by identifier.
         r = doc.open("values.sim")[0].reader()
         values = r.read_array("f8", r.read_i32())
 
+A damaged file (cut by a crash, say) opens with Document.salvage(), which
+keeps its whole pools and reports what it left out.
+
 Classes: Document, File, Pool, Locator, Reader, Writer. Functions:
 file_type(), upgrade_required(), inspect(). Exceptions: kvtsim.errors
 (all derived from kvtsim.Error). Many files at once: kvtsim.dask.
@@ -28,12 +31,12 @@ import os as _os
 
 from . import _core
 from ._core import Document, File, Locator, Pool, Reader, Writer, __version__
-from ._info import DirectoryEntry, FileInfo, PoolInfo
+from ._info import DirectoryEntry, FileInfo, PoolInfo, SalvageReport
 from .errors import *  # noqa: F401,F403  (the exception classes)
 from .errors import _make as _make_error
 
 __all__ = ["Document", "File", "Pool", "Locator", "Reader", "Writer", "DirectoryEntry",
-           "FileInfo", "PoolInfo", "FileType", "file_type", "upgrade_required", "inspect",
+           "FileInfo", "PoolInfo", "SalvageReport", "FileType", "file_type", "upgrade_required", "inspect",
            "__version__"] + errors.__all__  # noqa: F405
 
 _core._set_error_factory(_make_error)

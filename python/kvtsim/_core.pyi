@@ -1,12 +1,12 @@
 # Type stubs of the extension module kvtsim._core (classes re-exported by kvtsim).
 
 import os
-from typing import Any, Callable, Iterable, Iterator, List, Optional, Union, overload
+from typing import Any, Callable, Iterable, Iterator, List, Optional, Tuple, Union, overload
 
 import numpy
 import numpy.typing
 
-from ._info import DirectoryEntry, PoolInfo
+from ._info import DirectoryEntry, PoolInfo, SalvageReport
 
 _Path = Union[str, bytes, os.PathLike]
 _Buffer = Any  # an object with the buffer protocol
@@ -17,6 +17,7 @@ class Document:
     def __init__(self, signature: Union[str, bytes]) -> None: ...
     def open(self, path: _Path, mode: str = "r", *,
              references: Optional[Iterable[Pool]] = None) -> File: ...
+    def salvage(self, path: _Path) -> Tuple[File, SalvageReport]: ...
     def create_generated(self, directory: _Path, stem: _Path, *,
                          references: Optional[Iterable[Pool]] = None) -> File: ...
     def create_temporary(self, directory: Optional[_Path] = None) -> File: ...

@@ -40,3 +40,63 @@ class DirectoryEntry(NamedTuple):
 
     identifier: str
     pool: Optional[object]
+
+
+@dataclass(frozen=True)
+class SalvageReport:
+    """What Document.salvage() kept of a file and what it left out.
+
+    file_size: bytes of the file when it was read; pools_kept: pools kept,
+    from the first pool on; kept_bytes: bytes at the start of the file that
+    they cover (a last kept pool whose stored length reaches past the end of
+    the file counts up to the end); pools_closed_up: kept pools whose length
+    is not the one their header gives (stored open ahead of other pools, or
+    with a stored length torn by a cut write).
+
+    When part of the file was left out (left_out), the first pool left out
+    is pool first_left_out_index at byte first_left_out_offset, and reason
+    is the kvtsim.Error subclass that open() raises for it (such as
+    CorruptHeaderError), reason_kind the library's name of that error kind
+    and reason_text its message; all three are None when nothing was left
+    out.
+    """
+
+    file_size: int
+    pools_kept: int
+    kept_bytes: int
+    pools_closed_up: int
+    reason: Optional[type]
+    reason_kind: Optional[str]
+    reason_text: Optional[str]
+
+    @property
+    def left_out(self) -> bool:
+        """True when part of the file was left out."""
+        return self.kept_bytes < self.file_size
+
+    @property
+    def bytes_left_out(self) -> int:
+        """Bytes of the file left out: file_size - kept_bytes."""
+        return self.file_size - self.kept_bytes
+
+    @property
+    def first_left_out_index(self) -> int:
+        """Index of the first pool left out (pools_kept)."""
+        return self.pools_kept
+
+    @property
+    def first_left_out_offset(self) -> int:
+        """Byte offset of the first pool left out (kept_bytes)."""
+        return self.kept_bytes
+
+
+def _salvage_report(file_size, pools_kept, kept_bytes, pools_closed_up, reason_kind, reason_text):
+    """The SalvageReport of the library's report (reason_kind None when
+    nothing was left out)."""
+    from . import errors
+
+    if reason_kind is None:
+        return SalvageReport(file_size, pools_kept, kept_bytes, pools_closed_up, None, None, None)
+    return SalvageReport(file_size, pools_kept, kept_bytes, pools_closed_up,
+                         errors._BY_KIND.get(reason_kind, errors.Error), reason_kind,
+                         reason_text.decode("utf-8", "replace"))

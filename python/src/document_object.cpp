@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "KVTSimRpm_SalvageReport.h"
 #include "file_object.h"
 #include "pool_object.h"
 #include "python_values.h"
@@ -22,6 +23,14 @@ KVTSimRpm_Document::AccessMode ModeOf(std::string const& mode) {
   if (mode == "w")
     return KVTSimRpm_Document::AccessWrite;
   throw py::value_error("mode must be \"r\", \"r+\" or \"w\", not \"" + mode + "\"");
+}
+
+// The kvtsim.SalvageReport of report.
+py::object ReportObject(KVTSimRpm_SalvageReport const& report) {
+  py::object reason = report.LeftOut() ? py::object(py::str(report.Reason())) : py::none();
+  return py::module_::import("kvtsim._info")
+      .attr("_salvage_report")(report.FileSize(), report.PoolsKept(), report.KeptBytes(),
+                               report.PoolsClosedUp(), reason, py::bytes(report.ReasonText()));
 }
 
 }  // namespace
@@ -85,6 +94,33 @@ void DocumentObject::Bind(py::module_& m) {
           "(an OSError, e.g. FileNotFoundError). With mode \"w\", references (pools of\n"
           "this document) gives the new file's first pool a narrow directory, as\n"
           "File.new_pool(references=...) does; other modes raise ValueError for it.")
+      .def(
+          "salvage",
+          [](DocumentObject& d, py::object path) {
+            KVTSimRpm_SalvageReport report;
+            FileEntry& file = d.mState->Salvage(FileSystemPath(path), report);
+            return py::make_tuple(FileObject(d.mState, file), ReportObject(report));
+          },
+          py::arg("path"),
+          "Opens a damaged file read-only, keeping what can be kept: the longest run of\n"
+          "whole pools from its start that pass every check open() makes, where open()\n"
+          "would refuse the file. Returns (file, report): the File, and a\n"
+          "kvtsim.SalvageReport that tells how many pools and bytes were kept, how many\n"
+          "bytes were left out, the first pool left out (index and offset) and why\n"
+          "(the error class open() raises for it), and how many pools were closed up.\n"
+          "Never writes to the file. An undamaged file gives the pools open() gives and\n"
+          "a report with nothing left out; a pool stored open ahead of other pools (its\n"
+          "writer stopped while adding the next pool) is closed up where the next pool\n"
+          "starts, and the pools after it are kept. A file with no whole pool gives a\n"
+          "file without pools. A file the document holds already is given back as it\n"
+          "was opened, with the report of its salvage, or one with nothing left out.\n"
+          "OS errors raise kvtsim.OSError (e.g. FileNotFoundError); a file whose headers\n"
+          "a writer changes during the read may raise the error open() raises.\n"
+          "\n"
+          "    with kvtsim.Document(\"DEMO\") as doc:\n"
+          "        f, report = doc.salvage(\"results.sim\")\n"
+          "        if report.left_out:\n"
+          "            print(report.bytes_left_out, \"bytes lost:\", report.reason_text)")
       .def(
           "create_generated",
           [](DocumentObject& d, py::object directory, py::object stem, py::object references) {

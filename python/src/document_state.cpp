@@ -55,12 +55,21 @@ FileEntry& DocumentState::Open(std::string const& path, KVTSimRpm_Document::Acce
                                std::optional<std::vector<KVTSimRpm_Pool>> const& references) {
   KVTSimRpm_File handle = references ? Handle().AddFile(ToLibrary(path), mode, *references)
                                      : Handle().AddFile(ToLibrary(path), mode);
-  if (mode != KVTSimRpm_Document::AccessWrite) {
-    // The library gave back the file it holds; so do we.
-    for (FileEntry* file : OpenFiles()) {
-      if (file->SameFileAs(path))
-        return *file;
-    }
+  if (mode == KVTSimRpm_Document::AccessWrite)
+    return Adopt(handle, path);
+  return Reopened(handle, path);
+}
+
+FileEntry& DocumentState::Salvage(std::string const& path, KVTSimRpm_SalvageReport& report) {
+  KVTSimRpm_File handle = Handle().AddFileSalvaged(ToLibrary(path), report);
+  return Reopened(handle, path);
+}
+
+FileEntry& DocumentState::Reopened(KVTSimRpm_File const& handle, std::string const& path) {
+  // The library gives back a file it holds already; so do we.
+  for (FileEntry* file : OpenFiles()) {
+    if (file->SameFileAs(path))
+      return *file;
   }
   return Adopt(handle, path);
 }

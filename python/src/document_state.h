@@ -31,6 +31,7 @@
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_Locator.h"
 #include "KVTSimRpm_Pool.h"
+#include "KVTSimRpm_SalvageReport.h"
 #include "file_entry.h"
 
 namespace kvtsim_python {
@@ -70,6 +71,11 @@ class DocumentState {
       std::string const& directory, std::string const& stem,
       std::optional<std::vector<KVTSimRpm_Pool>> const& references = std::nullopt);
   FileEntry& CreateTemporary(std::string const& directory);
+
+  // Adds a file read-only as the library's salvage read does, filling report
+  // with what it kept and left out; a file the document holds already is
+  // given back with the report the library keeps for it.
+  FileEntry& Salvage(std::string const& path, KVTSimRpm_SalvageReport& report);
 
   // The files not closed, in the order they were opened.
   std::vector<FileEntry*> OpenFiles() const;
@@ -114,6 +120,9 @@ class DocumentState {
 
  private:
   FileEntry& Adopt(KVTSimRpm_File const& handle, std::string const& path);
+  // The entry of a file the library gave back because the document held it
+  // already, or a new one.
+  FileEntry& Reopened(KVTSimRpm_File const& handle, std::string const& path);
   void ForgetPools(FileEntry& file);
 
   std::string mSignature;

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <utility>
 
-#include "KVTSimExc.h"
 #include "KVTString.h"
 #include "binding_errors.h"
 #include "bulk_transfer.h"
@@ -20,57 +19,41 @@ std::unique_ptr<ReaderObject> ReaderObject::Open(std::shared_ptr<DocumentState> 
                                                  KVTSimRpm_Locator const& start,
                                                  std::optional<std::uint64_t> limit,
                                                  std::uint64_t chunk) {
-  std::uint64_t const left = document->BytesLeft(start);
-  if (limit && *limit > left) {
-    throw py::value_error("limit " + std::to_string(*limit) +
-                          " passes the end of the pool's data (" + std::to_string(left) +
-                          " bytes left)");
-  }
-  return std::unique_ptr<ReaderObject>(
-      new ReaderObject(std::move(document), start, limit ? *limit : left, chunk));
+  std::uint64_t const room = StreamPlace::LimitFrom(*document, start, limit);
+  return std::unique_ptr<ReaderObject>(new ReaderObject(std::move(document), start, room, chunk));
 }
 
 ReaderObject::ReaderObject(std::shared_ptr<DocumentState> document, KVTSimRpm_Locator const& start,
                            std::uint64_t limit, std::uint64_t chunk)
-    : mDocument(std::move(document)),
-      mStart(start),
-      mLimit(limit),
+    : mPlace(std::move(document), start, limit),
       mChunk(chunk),
-      mPosition(0),
-      // A limit of 0 means "none" to the stream; RequireRoom keeps an empty
+      // A limit of 0 means "none" to the stream; the place keeps an empty
       // reader empty.
       mStream(std::make_unique<KVTSimRpm_BStreamReadLocator>(start, limit, chunk)) {}
 
 KVTSimRpm_BStreamReadLocator& ReaderObject::Stream() {
-  mDocument->RequireOpen();
+  mPlace.Document().RequireOpen();
   if (!mStream)
     throw ClosedError("the reader is closed");
   return *mStream;
 }
 
-void ReaderObject::RequireRoom(std::uint64_t n) const {
-  if (n > mLimit - mPosition) {
-    KVTSimExcShortBuffer error(static_cast<unsigned>(mPosition + n), static_cast<unsigned>(mLimit));
-    error.Throw(__FILE__, __LINE__);
-  }
-}
-
 template <typename T>
 T ReaderObject::ReadScalar() {
   KVTSimRpm_BStreamReadLocator& in = Stream();
-  RequireRoom(sizeof(T));
+  mPlace.RequireRoom(sizeof(T));
   T value;
   Internalize(in, value);
-  mPosition += sizeof(T);
+  mPlace.Advance(sizeof(T));
   return value;
 }
 
 py::str ReaderObject::ReadString() {
   KVTSimRpm_BStreamReadLocator& in = Stream();
-  RequireRoom(kStoredLengthSize);
+  mPlace.RequireRoom(kStoredLengthSize);
   KVTString text;
   in.Read(text);
-  mPosition += StoredStringSize(text.GetLengthInByte());
+  mPlace.Advance(StoredStringSize(text.GetLengthInByte()));
   PyObject* decoded =
       PyUnicode_DecodeUTF8(text.CStr(), static_cast<Py_ssize_t>(text.GetLengthInByte()), "strict");
   if (decoded == nullptr)
@@ -80,38 +63,36 @@ py::str ReaderObject::ReadString() {
 
 py::object ReaderObject::ReadLocator() {
   KVTSimRpm_BStreamReadLocator& in = Stream();
-  RequireRoom(kStoredLocatorSize);
+  mPlace.RequireRoom(kStoredLocatorSize);
   // A stored locator is decoded against the start pool's directory, which
-  // exists only while that pool is loaded: a zero-length read says whether
-  // it is (KVTSimExcCantDerefLocator otherwise).
-  char unused = 0;
-  mStart.Read(0, &unused);
+  // exists only while that pool is loaded.
+  mPlace.RequireStartLoaded();
   KVTSimRpm_Locator locator;
   Internalize(in, locator);
-  mPosition += kStoredLocatorSize;
+  mPlace.Advance(kStoredLocatorSize);
   if (locator.Null())
     return py::none();
-  return py::cast(LocatorObject(mDocument, locator));
+  return py::cast(mPlace.LocatorOf(locator));
 }
 
 py::bytes ReaderObject::ReadBytes(std::uint64_t n) {
   KVTSimRpm_BStreamReadLocator& in = Stream();
-  RequireRoom(n);
+  mPlace.RequireRoom(n);
   PyObject* bytes = PyBytes_FromStringAndSize(nullptr, static_cast<Py_ssize_t>(n));
   if (bytes == nullptr)
     throw py::error_already_set();
   py::bytes result = py::reinterpret_steal<py::bytes>(bytes);
-  ReadBulk(in, mStart + mPosition, mChunk, PyBytes_AS_STRING(bytes), n);
-  mPosition += n;
+  ReadBulk(in, mPlace.Here(), mChunk, PyBytes_AS_STRING(bytes), n);
+  mPlace.Advance(n);
   return result;
 }
 
 std::uint64_t ReaderObject::ReadInto(py::handle buffer) {
   KVTSimRpm_BStreamReadLocator& in = Stream();
   HeldBuffer target(buffer, true);
-  RequireRoom(target.Size());
-  ReadBulk(in, mStart + mPosition, mChunk, target.Data(), target.Size());
-  mPosition += target.Size();
+  mPlace.RequireRoom(target.Size());
+  ReadBulk(in, mPlace.Here(), mChunk, target.Data(), target.Size());
+  mPlace.Advance(target.Size());
   return target.Size();
 }
 
@@ -121,15 +102,15 @@ py::object ReaderObject::ReadArray(py::object const& dtype, std::uint64_t count)
   std::uint64_t const width = StoredWidth(wanted);
   // Saturates rather than wraps: no pool holds that much.
   std::uint64_t const n = count > UINT64_MAX / width ? UINT64_MAX : count * width;
-  RequireRoom(n);
+  mPlace.RequireRoom(n);
   // As for bytes, a pool cut short must fail before anything is read, so
   // that the position stays where it was.
   if (n > mChunk)
-    RequirePresent(mStart + mPosition, n);
+    RequirePresent(mPlace.Here(), n);
   py::array values = ReadStoredArray(
       in, wanted, static_cast<std::size_t>(count),
-      [&](char* dst, std::uint64_t size) { ReadBulk(in, mStart + mPosition, mChunk, dst, size); });
-  mPosition += n;
+      [&](char* dst, std::uint64_t size) { ReadBulk(in, mPlace.Here(), mChunk, dst, size); });
+  mPlace.Advance(n);
   return std::move(values);
 }
 
@@ -176,19 +157,20 @@ void ReaderObject::Bind(py::module_& m) {
            "call. Pools store int16, uint16, int32, uint32, int64, uint64, float32 and\n"
            "float64; other types raise TypeError.")
       .def_property_readonly(
-          "position", [](ReaderObject const& r) { return r.mPosition; }, "Bytes read so far.")
+          "position", [](ReaderObject const& r) { return r.mPlace.Position(); },
+          "Bytes read so far.")
       .def_property_readonly(
-          "limit", [](ReaderObject const& r) { return r.mLimit; },
+          "limit", [](ReaderObject const& r) { return r.mPlace.Limit(); },
           "The most bytes this reader delivers.")
       .def_property_readonly(
-          "remaining", [](ReaderObject const& r) { return r.mLimit - r.mPosition; },
+          "remaining", [](ReaderObject const& r) { return r.mPlace.Remaining(); },
           "Bytes left before the limit.")
       .def_property_readonly(
-          "locator",
-          [](ReaderObject const& r) { return LocatorObject(r.mDocument, r.mStart + r.mPosition); },
+          "locator", [](ReaderObject const& r) { return r.mPlace.HereObject(); },
           "The Locator of the next byte to read.")
       .def_property_readonly(
-          "closed", [](ReaderObject const& r) { return !r.mStream || r.mDocument->Closed(); },
+          "closed",
+          [](ReaderObject const& r) { return !r.mStream || r.mPlace.Document().Closed(); },
           "True after close() or once the document is closed.")
       .def("close", &ReaderObject::Close, "Releases the reader's buffer; later reads raise.")
       .def("__enter__", [](py::object self) { return self; })

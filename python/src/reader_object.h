@@ -19,6 +19,7 @@
 #include "KVTSimRpm_BStreamReadLocator.h"
 #include "KVTSimRpm_Locator.h"
 #include "document_state.h"
+#include "stream_place.h"
 
 namespace kvtsim_python {
 
@@ -52,9 +53,6 @@ class ReaderObject {
   // The stream; ClosedError when the reader or its document is closed.
   KVTSimRpm_BStreamReadLocator& Stream();
 
-  // Raises KVTSimExcShortBuffer when n more bytes would pass the limit.
-  void RequireRoom(std::uint64_t n) const;
-
   template <typename T>
   T ReadScalar();
   pybind11::str ReadString();
@@ -64,11 +62,8 @@ class ReaderObject {
   pybind11::object ReadArray(pybind11::object const& dtype, std::uint64_t count);
   void Close() noexcept { mStream.reset(); }
 
-  std::shared_ptr<DocumentState> mDocument;
-  KVTSimRpm_Locator mStart;
-  std::uint64_t mLimit;
+  StreamPlace mPlace;
   std::uint64_t mChunk;
-  std::uint64_t mPosition;
   std::unique_ptr<KVTSimRpm_BStreamReadLocator> mStream;
 };
 

@@ -4,7 +4,6 @@
 #include <limits>
 #include <utility>
 
-#include "KVTSimExc.h"
 #include "KVTString.h"
 #include "binding_errors.h"
 #include "bulk_transfer.h"
@@ -35,15 +34,9 @@ std::unique_ptr<WriterObject> WriterObject::AtLocator(std::shared_ptr<DocumentSt
                                                       KVTSimRpm_Locator const& start,
                                                       std::optional<std::uint64_t> limit,
                                                       std::uint64_t chunk) {
-  std::uint64_t const left = document->BytesLeft(start);
-  if (limit && *limit > left) {
-    throw py::value_error("limit " + std::to_string(*limit) +
-                          " passes the end of the pool's data (" + std::to_string(left) +
-                          " bytes left)");
-  }
-  std::uint64_t const room = limit ? *limit : left;
+  std::uint64_t const room = StreamPlace::LimitFrom(*document, start, limit);
   std::unique_ptr<WriterObject> writer(new WriterObject(document, start, room, false));
-  // A limit of 0 means "none" to the stream; RequireRoom keeps an empty
+  // A limit of 0 means "none" to the stream; the place keeps an empty
   // writer empty.
   writer->mAtLocator = std::make_unique<KVTSimRpm_BStreamWriteLocator>(start, room, chunk);
   document->AddWriter(*writer);
@@ -52,31 +45,20 @@ std::unique_ptr<WriterObject> WriterObject::AtLocator(std::shared_ptr<DocumentSt
 
 WriterObject::WriterObject(std::shared_ptr<DocumentState> document, KVTSimRpm_Locator const& start,
                            std::uint64_t limit, bool appender)
-    : mDocument(std::move(document)),
-      mStart(start),
-      mLimit(limit),
-      mPosition(0),
-      mAppender(appender) {}
+    : mPlace(std::move(document), start, limit), mAppender(appender) {}
 
 WriterObject::~WriterObject() {
   if (mAppend || mAtLocator)
-    mDocument->RemoveWriter(*this);
+    mPlace.Document().RemoveWriter(*this);
 }
 
 KVTSimRpm_BStreamWrite& WriterObject::Stream() {
-  mDocument->RequireOpen();
+  mPlace.Document().RequireOpen();
   if (mAppend)
     return *mAppend;
   if (mAtLocator)
     return *mAtLocator;
   throw ClosedError("the writer is closed");
-}
-
-void WriterObject::RequireRoom(std::uint64_t n) const {
-  if (n > mLimit - mPosition) {
-    KVTSimExcShortBuffer error(static_cast<unsigned>(mPosition + n), static_cast<unsigned>(mLimit));
-    error.Throw(__FILE__, __LINE__);
-  }
 }
 
 void WriterObject::Flush() {
@@ -92,12 +74,12 @@ void WriterObject::Close() {
     return;
   std::exception_ptr failure;
   try {
-    if (!mDocument->Closed())
+    if (!mPlace.Document().Closed())
       Flush();
   } catch (...) {
     failure = std::current_exception();
   }
-  mDocument->RemoveWriter(*this);
+  mPlace.Document().RemoveWriter(*this);
   mAppend.reset();
   mAtLocator.reset();
   if (failure)
@@ -107,9 +89,9 @@ void WriterObject::Close() {
 template <typename T>
 void WriterObject::WriteScalar(T value) {
   KVTSimRpm_BStreamWrite& out = Stream();
-  RequireRoom(sizeof(T));
+  mPlace.RequireRoom(sizeof(T));
   Externalize(out, value);
-  mPosition += sizeof(T);
+  mPlace.Advance(sizeof(T));
 }
 
 void WriterObject::WriteString(py::str const& text) {
@@ -121,9 +103,9 @@ void WriterObject::WriteString(py::str const& text) {
   std::size_t const n = static_cast<std::size_t>(length);
   if (std::memchr(bytes, '\0', n) != nullptr)
     throw py::value_error("a stored string cannot hold the character U+0000");
-  RequireRoom(StoredStringSize(n));
+  mPlace.RequireRoom(StoredStringSize(n));
   out.Write(KVTString(bytes, n));
-  mPosition += StoredStringSize(n);
+  mPlace.Advance(StoredStringSize(n));
 }
 
 void WriterObject::WriteLocator(py::object const& locator) {
@@ -132,34 +114,32 @@ void WriterObject::WriteLocator(py::object const& locator) {
   if (!locator.is_none()) {
     LocatorObject const& given = locator.cast<LocatorObject const&>();
     // Map slots mean something only in their own document.
-    if (given.Document() != mDocument.get())
+    if (given.Document() != &mPlace.Document())
       throw UsageError("the locator belongs to another document");
     stored = given.Handle();
   }
-  RequireRoom(kStoredLocatorSize);
+  mPlace.RequireRoom(kStoredLocatorSize);
   // The reference is encoded against the writing pool's directory, which
-  // exists only while that pool is loaded: a zero-length read says whether
-  // it is (KVTSimExcCantDerefLocator otherwise).
-  char unused = 0;
-  mStart.Read(0, &unused);
+  // exists only while that pool is loaded.
+  mPlace.RequireStartLoaded();
   Externalize(out, stored);
-  mPosition += kStoredLocatorSize;
+  mPlace.Advance(kStoredLocatorSize);
 }
 
 void WriterObject::WriteBytes(py::handle buffer) {
   KVTSimRpm_BStreamWrite& out = Stream();
   HeldBuffer source(buffer, false);
-  RequireRoom(source.Size());
+  mPlace.RequireRoom(source.Size());
   WriteBulk(out, source.Data(), source.Size());
-  mPosition += source.Size();
+  mPlace.Advance(source.Size());
 }
 
 void WriterObject::WriteArray(py::array const& array) {
   KVTSimRpm_BStreamWrite& out = Stream();
   std::uint64_t const n = StoredWidth(array.dtype()) * static_cast<std::uint64_t>(array.size());
-  RequireRoom(n);
+  mPlace.RequireRoom(n);
   WriteStoredArray(out, array);
-  mPosition += n;
+  mPlace.Advance(n);
 }
 
 void WriterObject::Declare(py::module_& m) {
@@ -219,10 +199,10 @@ void WriterObject::Bind(py::module_& m) {
       .def("close", &WriterObject::Close,
            "Flushes and releases the writer; a failed flush is raised after the release.")
       .def_property_readonly(
-          "position", [](WriterObject const& w) { return w.mPosition; }, "Bytes written so far.")
+          "position", [](WriterObject const& w) { return w.mPlace.Position(); },
+          "Bytes written so far.")
       .def_property_readonly(
-          "locator",
-          [](WriterObject const& w) { return LocatorObject(w.mDocument, w.mStart + w.mPosition); },
+          "locator", [](WriterObject const& w) { return w.mPlace.HereObject(); },
           "The Locator where the next value goes.")
       .def_property_readonly("is_appender", &WriterObject::IsAppender,
                              "True for a writer that appends to the end of its pool.")

@@ -25,6 +25,7 @@
 #include "KVTSimRpm_Locator.h"
 #include "KVTSimRpm_Pool.h"
 #include "document_state.h"
+#include "stream_place.h"
 
 namespace kvtsim_python {
 
@@ -62,7 +63,7 @@ class WriterObject {
   void Close();
 
   bool IsAppender() const noexcept { return mAppender; }
-  int PoolSlot() const noexcept { return mStart.SlotInMap(); }
+  int PoolSlot() const noexcept { return mPlace.Start().SlotInMap(); }
 
   // Registers the Python class (Declare), then its members (Bind), so that
   // every signature can name the classes of the module.
@@ -74,7 +75,6 @@ class WriterObject {
                std::uint64_t limit, bool appender);
 
   KVTSimRpm_BStreamWrite& Stream();
-  void RequireRoom(std::uint64_t n) const;
 
   template <typename T>
   void WriteScalar(T value);
@@ -83,10 +83,7 @@ class WriterObject {
   void WriteBytes(pybind11::handle buffer);
   void WriteArray(pybind11::array const& array);
 
-  std::shared_ptr<DocumentState> mDocument;
-  KVTSimRpm_Locator mStart;
-  std::uint64_t mLimit;
-  std::uint64_t mPosition;
+  StreamPlace mPlace;
   bool mAppender;
   std::unique_ptr<KVTSimRpm_BStreamAppendToPool> mAppend;
   std::unique_ptr<KVTSimRpm_BStreamWriteLocator> mAtLocator;

@@ -10,6 +10,8 @@ import subprocess
 
 import pytest
 
+import kvtsim
+
 SIGNATURE = "TEST"
 
 
@@ -34,3 +36,14 @@ def patch(path, offset, data):
     with open(path, "r+b") as f:
         f.seek(offset)
         f.write(data)
+
+
+def make_file(path, pools):
+    """A file with one pool per entry of pools, each holding those bytes."""
+    with kvtsim.Document(SIGNATURE) as doc:
+        f = doc.open(path, "w")
+        for i, data in enumerate(pools):
+            pool = f.current if i == 0 else f.new_pool()
+            with pool.appender() as out:
+                out.write_bytes(data)
+    return path

@@ -8,18 +8,7 @@ import subprocess
 import pytest
 
 import kvtsim
-from conftest import SIGNATURE
-
-
-def make_file(path, pools):
-    """A file with one pool per entry of pools, each holding those bytes."""
-    with kvtsim.Document(SIGNATURE) as doc:
-        f = doc.open(path, "w")
-        for i, data in enumerate(pools):
-            pool = f.current if i == 0 else f.new_pool()
-            with pool.appender() as out:
-                out.write_bytes(data)
-    return path
+from conftest import SIGNATURE, make_file
 
 
 def test_a_file_is_a_sequence_of_pools(tmp_path):
