@@ -11,7 +11,10 @@ class PoolInfo:
 
     index: place in the file (0 first); location: byte offset of the pool
     record in the file; length: record length (48-byte header, 32 bytes per
-    directory entry, data); data_length: bytes of data; state: "open" or
+    directory entry, data); data_length: bytes of data; past_end: whether
+    the length runs past the end of the file (a writer stopped before it
+    wrote space it had allocated; reads there come back short);
+    bytes_in_file: bytes of the record the file holds; state: "open" or
     "frozen" as stored (a normally closed file stores its last pool open);
     entries: directory entries; identifier: the pool's 32 characters.
     """
@@ -20,6 +23,8 @@ class PoolInfo:
     location: int
     length: int
     data_length: int
+    past_end: bool
+    bytes_in_file: int
     state: str
     entries: int
     identifier: str

@@ -1,15 +1,25 @@
 #include "pool_facts.h"
 
+#include <algorithm>
+
 #include "KVTSimPoolManager.h"
 
 namespace kvtsim_python {
 
 PoolFacts PoolFacts::Of(KVTSimRpm_Pool const& pool) {
   KVTSimRpm_PoolDescription const description = pool.Describe();
-  PoolFacts facts{
-      description.Location(),   description.RecordLength(),
-      description.DataLength(), description.StoredState() == KVTSimRpm_PoolDescription::StateOpen,
-      description.Identifier(), {}};
+  // The size on disk now: a record may run past it (a writer killed before it
+  // wrote the space it had allocated), as ls marks.
+  std::uint64_t const size = KVTSimRpm_ChainWalker(description.FileName(), nullptr).FileSize();
+  std::uint64_t const location = description.Location();
+  std::uint64_t const length = description.RecordLength();
+  PoolFacts facts{location,
+                  length,
+                  description.DataLength(),
+                  std::min(length, size - std::min(size, location)),
+                  description.StoredState() == KVTSimRpm_PoolDescription::StateOpen,
+                  description.Identifier(),
+                  {}};
   for (KVTSimRpm_PoolDescription::Entry const& entry : description.Entries()) {
     std::optional<std::string> fileName;
     if (entry.Loaded())

@@ -35,6 +35,8 @@ class PoolFacts {
   std::uint64_t location;      // byte offset of the pool record in its file
   std::uint64_t length;        // record length: header, directory and data
   std::uint64_t dataLength;    // bytes of data
+  std::uint64_t bytesInFile;   // bytes of the record the file holds (less
+                               // than length when it runs past the end)
   bool storedOpen;             // the header stores no length (an open pool)
   std::string identifier;      // 32 bytes
   std::vector<Entry> entries;  // the directory, entry 0 being the pool itself

@@ -53,6 +53,7 @@ py::object PoolObject::Info() {
   PoolFacts const facts = PoolFacts::Of(Handle());
   return py::module_::import("kvtsim._info")
       .attr("PoolInfo")(mIndex, facts.location, facts.length, facts.dataLength,
+                        facts.bytesInFile < facts.length, facts.bytesInFile,
                         facts.storedOpen ? "open" : "frozen", facts.entries.size(),
                         Latin1Text(facts.identifier.data(), facts.identifier.size()));
 }

@@ -131,10 +131,16 @@ def test_pool_directory_and_facts(tmp_path):
         assert entries[1].pool is None and len(entries[1].identifier) == 32
 
 
-def test_inspect_tells_what_ls_json_prints(tool, demo):
-    listing = json.loads(subprocess.run([tool, "ls", "--json", *demo], check=True,
+def test_inspect_tells_what_ls_json_prints(tool, demo, tmp_path):
+    # A copy of the mesh cut inside its first pool's data: the pool runs past
+    # the end of the file, which both must say.
+    cut = tmp_path / "cut.sim"
+    cut.write_bytes(open(demo[0], "rb").read()[:100])
+    files = [*demo, str(cut)]
+    listing = json.loads(subprocess.run([tool, "ls", "--json", *files], check=True,
                                         capture_output=True, text=True).stdout)
-    for path, listed in zip(demo, listing["files"]):
+    assert listing["files"][-1]["pools"][0]["past_end"]
+    for path, listed in zip(files, listing["files"]):
         info = kvtsim.inspect(path)
         assert info.file == listed["file"] and info.signature.decode() == listing["signature"]
         assert [vars(p) for p in info.pools] == listed["pools"]
