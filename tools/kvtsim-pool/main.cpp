@@ -129,17 +129,19 @@ int Main(int argc, char** argv) {
                "kvtsim-pool");
   AddCommonOptions(app, options);
   std::vector<std::unique_ptr<Command>> commands;
+  // In the order --help lists them: looking, checking and comparing, then
+  // the commands that write.
   commands.push_back(std::make_unique<TypeCommand>());
   commands.push_back(std::make_unique<LsCommand>(options));
+  commands.push_back(std::make_unique<HeaderCommand>(options));
+  commands.push_back(std::make_unique<StatCommand>());
   commands.push_back(std::make_unique<DirCommand>(options));
   commands.push_back(std::make_unique<DumpCommand>(options));
   commands.push_back(std::make_unique<CheckCommand>(options));
+  commands.push_back(std::make_unique<DiffCommand>());
   commands.push_back(std::make_unique<CpCommand>(options));
   commands.push_back(std::make_unique<RecoverCommand>(options));
   commands.push_back(std::make_unique<DemoCommand>(options));
-  commands.push_back(std::make_unique<HeaderCommand>(options));
-  commands.push_back(std::make_unique<StatCommand>());
-  commands.push_back(std::make_unique<DiffCommand>());
   std::vector<CLI::App*> subcommands;
   for (auto& command : commands)
     subcommands.push_back(command->Attach(app));

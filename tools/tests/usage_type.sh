@@ -19,7 +19,7 @@ for command in type ls dir dump check cp recover demo; do
   esac
 done
 expect_status 2
-expect_line "$err" "kvtsim-pool: A subcommand is required: one of type, ls, dir, dump, check, cp,"
+expect_line "$err" "kvtsim-pool: A subcommand is required: one of type, ls, header, stat,"
 expect_status 2 bogus "$mesh"
 expect_line "$err" "kvtsim-pool: unknown command 'bogus'; the commands are type, ls, "
 expect_status 2 --bogus
