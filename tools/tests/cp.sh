@@ -29,17 +29,18 @@ cmp "$mesh" "$copy" || fail "a refused copy changed the target"
 expect_status 2 cp "$mesh" 2 "$work/new.sim"
 expect_line "$err" "no pool 2: the file has 2 pools"
 [ ! -e "$work/new.sim" ] || fail "a refused copy left a file behind"
+# From a source whose pool ends early: the source is named, no target made.
+head -c $(($(pool_field "$mesh" 1 location) - 1)) "$mesh" >"$work/cut.sim"
+expect_status 2 cp "$work/cut.sim" 0 "$work/new.sim"
+expect_line "$err" "kvtsim-pool cp: $work/cut.sim: KVTSimExcShortPool"
+[ ! -e "$work/new.sim" ] || fail "a failed cp leaves no new target"
+cp "$work/one.sim" "$work/old.sim"
+expect_status 2 cp "$work/cut.sim" 0 "$work/old.sim"
+expect_line "$err" "kvtsim-pool cp: $work/cut.sim: KVTSimExcShortPool"
+cmp "$work/one.sim" "$work/old.sim" || fail "a failed cp changed the target"
 
 # A pool over 64 MiB shows progress on a terminal only.
-# Its header is the demo's first one, stored open with a one-entry directory.
-python3 - "$mesh" "$work/big.sim" <<'PY'
-import struct, sys
-with open(sys.argv[1], "rb") as f:
-    header = f.read(48)
-header = header[:20] + b"0" * 16 + header[36:44] + struct.pack("<i", 1)
-with open(sys.argv[2], "wb") as f:
-    f.write(header + b"b" * 32 + bytes(range(256)) * (260 * 1024))
-PY
+big_pool "$mesh" "$work/big.sim"
 expect_status 0 cp "$work/big.sim" 0 "$work/big-copy.sim"
 [ ! -s "$err" ] || fail "progress shown where standard error is not a terminal"
 if command -v script >/dev/null; then

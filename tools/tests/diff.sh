@@ -14,8 +14,7 @@ done
 # One data byte: the offset, and with --as the values there. Node 1's id is
 # the int at data offset 4 of mesh pool 0.
 data=$(($(pool_field "$mesh" 0 entries) * 32 + 48))
-cp "$work/again/mesh.sim" "$work/flipped.sim"
-overwrite "$work/flipped.sim" $((data + 4)) 'A'
+patched "$work/again/mesh.sim" "$work/flipped.sim" $((data + 4)) 'A'
 expect_status 1 diff "$mesh" "$work/flipped.sim" --as i32
 expect_line "$out" "pool 0: data differ at offset 4 (0x4); i32 at offset 4: 1 in A, 65 in B"
 expect_line "$out" "diff: 1 of 2 pools differ"
@@ -26,8 +25,7 @@ expect_status 1 diff -q "$mesh" "$work/flipped.sim"
 # Directory entries count by the pool they name: pool 1 of the mesh names
 # pool 0 in slot 1; a changed identifier names no pool of the file.
 second=$(pool_field "$mesh" 1 location)
-cp "$mesh" "$work/entry.sim"
-overwrite "$work/entry.sim" $((second + 48 + 32)) 'X'
+patched "$mesh" "$work/entry.sim" $((second + 48 + 32)) 'X'
 expect_status 1 diff "$mesh" "$work/entry.sim"
 expect_line "$out" "pool 1: directory slot 1 differs: A names pool 0 of A, B names a pool not in B"
 

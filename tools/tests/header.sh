@@ -37,8 +37,7 @@ PY
 
 # Bytes no check looks at are shown as stored; a version the loader refuses
 # does not stop the walk, length characters that are not digits do.
-cp "$mesh" "$work/refused.sim"
-overwrite "$work/refused.sim" 8 '\005PADDING'
+patched "$mesh" "$work/refused.sim" 8 '\005PADDING'
 overwrite "$work/refused.sim" $((second + 22)) 'XY'
 overwrite "$work/refused.sim" $((second + 36)) '\007\000\000\000\011\000\000\000'
 expect_status 2 ls "$work/refused.sim"

@@ -55,8 +55,7 @@ tail -c 20 "$work/torn.orig" | cmp - "$work/torn.sim.tail" || fail "the tail fil
 expect_status 0 recover "$work/torn.sim" --in-place
 
 # A pool stored open ahead of another: closed up, nothing dropped.
-cp "$results" "$work/open.sim"
-overwrite "$work/open.sim" 20 "0000000000000000"
+patched "$results" "$work/open.sim" 20 "0000000000000000"
 expect_status 1 check "$mesh" "$work/open.sim"
 expect_line "$out" "stored open, yet a pool header lies inside it"
 expect_line "$out" "keeping 2 pools ($size bytes), 1 pool closed up"
@@ -93,17 +92,7 @@ kill "$holder"
 wait "$holder" 2>/dev/null || true
 
 # A file over 64 MiB shows progress on a terminal only.
-python3 - "$mesh" "$work/big.sim" <<'PY'
-import sys
-with open(sys.argv[1], "rb") as f:
-    header = f.read(48)
-data = bytes(range(256)) * (260 * 1024)
-length = b"%016d" % (48 + 32 + len(data))
-header = header[:20] + length + header[36:44] + (1).to_bytes(4, "little")
-with open(sys.argv[2], "wb") as f:
-    f.write(header + b"b" * 32 + data)
-    f.write(header[:30])  # the next header, torn
-PY
+big_pool "$mesh" "$work/big.sim" torn
 expect_status 1 recover "$work/big.sim" -o "$work/big-out.sim"
 [ ! -s "$err" ] || fail "progress shown where standard error is not a terminal"
 if command -v script >/dev/null; then

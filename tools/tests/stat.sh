@@ -55,8 +55,7 @@ head -c "$second" "$mesh" >"$work/trailing.sim"
 printf 'garbage after the chain' >>"$work/trailing.sim"
 stat_check "$work/trailing.sim" $((second + 23)) 1 48 32 $((second - 80)) 0 23
 # A damaged length field ends the walk at that record.
-cp "$mesh" "$work/broken.sim"
-overwrite "$work/broken.sim" $((second + 20)) 'X'
+patched "$mesh" "$work/broken.sim" $((second + 20)) 'X'
 stat_check "$work/broken.sim" "$(stat -c %s "$mesh")" 1 48 32 $((second - 80)) 0 \
   $(($(stat -c %s "$mesh") - second))
 # Nothing to walk.

@@ -1,5 +1,5 @@
 # Command-line usage errors end with status 2 and one line naming the command
-# and its help; type probes files, one line each.
+# and its help; type probes files, one line each or as JSON.
 source "$(dirname "$0")/lib.sh"
 
 make_demo
@@ -54,3 +54,17 @@ expect_status 2 type "$work/old.sim" "$work/missing.sim" "$work/notes.txt"
 expect_line "$err" "kvtsim-pool type: $work/missing.sim: KVTSimUttOSError: open:"
 [ "$(cat "$out")" = "$work/old.sim: OldSim, upgrade required: yes
 $work/notes.txt: NotSim, upgrade required: n/a" ] || fail "type does not probe every file"
+
+# type: the probe's answer; no upgrade answer for a file that is not a container.
+expect_status 0 type --json "$mesh"
+python3 - "$out" "$mesh" <<'PY' || fail "type --json"
+import json, sys
+assert json.load(open(sys.argv[1])) == {"files": [{"file": sys.argv[2], "type": "Sim", "upgrade_required": False}]}
+PY
+patched "$mesh" "$work/old.sim" 8 '\005'
+expect_status 0 type --json "$work/old.sim"
+expect_line "$out" '"upgrade_required": true'
+printf 'plain text, not a container\n' >"$work/text.txt"
+expect_status 0 type --json "$work/text.txt"
+expect_line "$out" '"type": "NotSim"'
+expect_line "$out" '"upgrade_required": null'
