@@ -45,7 +45,7 @@ def test_everything_of_a_closed_document_raises_closed_error(tmp_path, capfd):
     assert capfd.readouterr().err == ""
 
 
-def test_a_file_closed_on_its_own(tmp_path, capfd):
+def test_a_file_closed_on_its_own_and_a_replaced_pool(tmp_path, capfd):
     with kvtsim.Document(SIGNATURE) as doc:
         kept = doc.open(str(tmp_path / "kept.sim"), "w")
         gone = doc.open(str(tmp_path / "gone.sim"), "w")
@@ -58,15 +58,10 @@ def test_a_file_closed_on_its_own(tmp_path, capfd):
         # The locator's pool is no longer loaded: the library's own error.
         raised(kvtsim.CantDerefLocatorError, locator.read, 8)
         assert locator.pool is None and doc.files == [kept]
-    assert capfd.readouterr().err == ""
-
-
-def test_a_replaced_empty_pool_is_gone(tmp_path, capfd):
-    with kvtsim.Document(SIGNATURE) as doc:
-        f = doc.open(str(tmp_path / "a.sim"), "w")
-        empty = f.current
-        fresh = f.new_pool()
-        assert len(f) == 1 and f[0] == fresh
+        # An empty first pool replaced by a new one is gone too.
+        empty = kept.current
+        fresh = kept.new_pool()
+        assert len(kept) == 1 and kept[0] == fresh
         raised(kvtsim.ClosedError, lambda: empty.identifier)
     assert capfd.readouterr().err == ""
 

@@ -2,7 +2,6 @@
 another file of the document."""
 
 import numpy
-import pytest
 
 import kvtsim
 from conftest import SIGNATURE, raised
@@ -54,14 +53,12 @@ def test_bytes_at_locators_stay_inside_the_pool(doc, tmp_path):
     at = pool.allocate(8)
     at.write(b"abcdefgh")
     assert (at + 4).read(100) == b"efgh"  # stops at the end of the data
-    with pytest.raises(kvtsim.IOBoundsError) as caught:
-        (at + 4).write(b"12345")
-    assert (caught.value.start, caught.value.end, caught.value.limit) == (4, 9, 8)
+    error = raised(kvtsim.IOBoundsError, (at + 4).write, b"12345")
+    assert (error.start, error.end, error.limit) == (4, 9, 8)
     with pool.writer(offset=2) as w:
         w.write_bytes(b"XY")
-        with pytest.raises(kvtsim.ShortBufferError) as caught:
-            w.write_bytes(b"too long")
-        assert (caught.value.needed, caught.value.available) == (10, 6)
+        error = raised(kvtsim.ShortBufferError, w.write_bytes, b"too long")
+        assert (error.needed, error.available) == (10, 6)
     assert pool.read() == b"abXYefgh"
     raised(ValueError, pool.writer, limit=9)
     raised(ValueError, at.reader, limit=9)

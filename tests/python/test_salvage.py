@@ -80,9 +80,7 @@ def test_a_file_without_a_whole_pool_of_the_document(tmp_path):
 
 def test_files_that_do_not_open_at_all(tmp_path):
     with kvtsim.Document(SIGNATURE) as doc:
-        with pytest.raises(FileNotFoundError) as caught:
-            doc.salvage(str(tmp_path / "missing.sim"))
-        assert isinstance(caught.value, kvtsim.OSError)
-        assert caught.value.filename == str(tmp_path / "missing.sim")
+        error = raised(FileNotFoundError, doc.salvage, str(tmp_path / "missing.sim"))
+        assert isinstance(error, kvtsim.OSError) and error.filename == str(tmp_path / "missing.sim")
         assert doc.files == []
     raised(kvtsim.ClosedError, doc.salvage, str(tmp_path / "missing.sim"))

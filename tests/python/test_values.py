@@ -109,15 +109,11 @@ def test_arrays_of_every_dtype_are_stored_little_endian_whatever_their_order(tmp
 def test_arrays_across_chunks_and_larger_than_the_buffer(tmp_path):
     path = str(tmp_path / "big.sim")
     values = numpy.random.default_rng(7).standard_normal(100_003)
-
-    def fill(out):
-        out.write_i32(7)  # puts every later value off the chunk boundaries
-        for piece in numpy.array_split(values, 7):
-            out.write_array(piece)
-
     with kvtsim.Document(SIGNATURE) as doc:
         with doc.open(path, "w").current.appender(chunk=1000) as out:
-            fill(out)
+            out.write_i32(7)  # puts every later value off the chunk boundaries
+            for piece in numpy.array_split(values, 7):
+                out.write_array(piece)
     with kvtsim.Document(SIGNATURE) as doc:
         pool = doc.open(path)[0]
         for chunk in (16, 1000, 1 << 20):
