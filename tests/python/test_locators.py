@@ -9,7 +9,7 @@ from conftest import SIGNATURE, raised
 
 def write_mesh_and_results(mesh, results, coordinates):
     """mesh: one pool of node records (id, x, y); results: one pool of
-    (value, locator of a node) pairs. Returns the node identifiers."""
+    (value, locator of a node) pairs, then a null locator."""
     with kvtsim.Document(SIGNATURE) as doc:
         nodes = doc.open(mesh, "w").current
         records = []
@@ -64,37 +64,27 @@ def test_bytes_at_locators_stay_inside_the_pool(doc, tmp_path):
     raised(ValueError, at.reader, limit=9)
 
 
-def test_stored_locators_lead_into_another_file(doc, tmp_path):
+def test_stored_locators_lead_into_another_file_once_it_is_open(doc, tmp_path):
     mesh, results = str(tmp_path / "mesh.sim"), str(tmp_path / "results.sim")
     coordinates = [(0.0, 0.0), (1.0, 0.5), (0.25, 2.0)]
     write_mesh_and_results(mesh, results, coordinates)
-    nodes_pool = doc.open(mesh)[0]
-    with doc.open(results)[0].reader() as r:
-        count = r.read_i32()
-        pairs = [(r.read_f64(), r.read_locator()) for _ in range(count)]
-        assert r.read_locator() is None  # stored as slot -1
-    assert doc.open(results)[0].read()[-12:] == bytes(8) + b"\xff\xff\xff\xff"
+    stored = doc.open(results)[0]
+    early = stored.reader(offset=12).read_locator()  # the first node's, read before the mesh opens
+    assert early.pool is None and len(early.identifier) == 32
+    raised(kvtsim.CantDerefLocatorError, early.reader)
+    raised(kvtsim.CantDerefLocatorError, early.read, 4)
+    mesh_file = doc.open(mesh)
+    assert early.identifier == mesh_file[0].identifier and early.pool == mesh_file[0]
+    with stored.reader() as r:
+        pairs = [(r.read_f64(), r.read_locator()) for _ in range(r.read_i32())]
+        assert r.read_locator() is None
+    assert stored.read()[-12:] == bytes(8) + b"\xff\xff\xff\xff"  # a null locator: slot -1
     for i, (value, node) in enumerate(pairs):
-        assert value == 100.0 + i and node.pool == nodes_pool
+        assert value == 100.0 + i and node.pool == mesh_file[0]
         with node.reader(limit=20) as n:
             assert (n.read_i32(), n.read_f64(), n.read_f64()) == (i,) + coordinates[i]
-
-
-def test_a_locator_into_a_file_not_open_is_followed_once_it_is(doc, tmp_path):
-    mesh, results = str(tmp_path / "mesh.sim"), str(tmp_path / "results.sim")
-    write_mesh_and_results(mesh, results, [(3.0, 4.0)])
-    with doc.open(results)[0].reader() as r:
-        r.read_i32()
-        r.read_f64()
-        node = r.read_locator()
-    assert node.pool is None and len(node.identifier) == 32
-    raised(kvtsim.CantDerefLocatorError, node.reader)
-    raised(kvtsim.CantDerefLocatorError, node.read, 4)
-    mesh_file = doc.open(mesh)
-    assert node.identifier == mesh_file[0].identifier and node.pool == mesh_file[0]
-    assert node.reader().read_i32() == 0
     mesh_file.close()
-    raised(kvtsim.CantDerefLocatorError, node.read, 4)
+    raised(kvtsim.CantDerefLocatorError, early.read, 4)
 
 
 def test_references_are_refused_where_the_directory_cannot_hold_them(tmp_path):
