@@ -19,19 +19,14 @@ printf '%s\n' '00000004: 0500 0000 7472 692d 6100 0000            ....tri-a...' 
 diff "$work/expected" "$out" || fail "dump with offset and length"
 
 # A leading zero is not octal.
-expect_status 0 dump "$mesh" 0 --offset 0010 --length 1
-expect_line "$out" "0000000a: "
-expect_status 0 dump "$mesh" 0 --offset 08 --length 1
-expect_line "$out" "00000008: "
-expect_status 0 dump "$mesh" 0 --offset 0x10 --length 0X2
-expect_line "$out" "00000010: "
+expect_out 0 dump "$mesh" 0 --offset 0010 --length 1 "0000000a: "
+expect_out 0 dump "$mesh" 0 --offset 08 --length 1 "00000008: "
+expect_out 0 dump "$mesh" 0 --offset 0x10 --length 0X2 "00000010: "
 [ "$(wc -l <"$out")" -eq 1 ] || fail "--length 0X2 dumps one line"
-expect_status 2 dump "$mesh" 0 --offset 0x
-expect_line "$err" "'0x' is not a whole number of bytes"
+expect_err 2 dump "$mesh" 0 --offset 0x "'0x' is not a whole number of bytes"
 expect_status 2 dump "$mesh" 0 --length -3
 expect_status 2 dump "$mesh" 0 --offset 0x10000000000000000
-expect_status 2 dump "$mesh" 1 --offset 1000
-expect_line "$err" "offset 1000 is past the end of pool 1"
+expect_err 2 dump "$mesh" 1 --offset 1000 "offset 1000 is past the end of pool 1"
 
 # An identifier names its pool in either case; one the file lacks is said so.
 id=$(pool_field "$mesh" 1 identifier)
@@ -39,15 +34,12 @@ expect_status 0 dump "$mesh" "$id" --length 16
 cp "$out" "$work/lower"
 expect_status 0 dump "$mesh" "$(printf '%s' "$id" | tr a-f A-F)" --length 16
 cmp -s "$work/lower" "$out" || fail "an upper-case identifier names the same pool"
-expect_status 2 dir "$mesh" 0123456789abcdef0123456789abcdef
-expect_line "$err" "no pool has identifier 0123456789abcdef0123456789abcdef in this file (2 pools"
-expect_status 2 dir "$mesh" nothing
-expect_line "$err" "no pool 'nothing': give an index or a 32-character identifier"
+expect_err 2 dir "$mesh" 0123456789abcdef0123456789abcdef "no pool has identifier 0123456789abcdef0123456789abcdef in this file (2 pools"
+expect_err 2 dir "$mesh" nothing "no pool 'nothing': give an index or a 32-character identifier"
 
 # A frozen pool cut short by the end of the file is dumped up to there.
 head -c 150 "$mesh" >"$work/cut.sim"
-expect_status 2 dump "$work/cut.sim" 0
-expect_line "$err" "the file ends 70 bytes into pool 0's data"
+expect_err 2 dump "$work/cut.sim" 0 "the file ends 70 bytes into pool 0's data"
 expect_line "$out" "00000040: "
 
 # --as: node 2 "outlet" is at (10.5, 0), its coordinates after its id and name.
@@ -55,8 +47,7 @@ expect_status 0 dump "$mesh" 0 --as f64 --offset 52 --length 16
 printf '%s\n' '00000034:                      10.5                         0' >"$work/expected"
 diff "$work/expected" "$out" || fail "dump --as f64"
 # Step 1's first result: "pressure" and 1013.25.
-expect_status 0 dump "$results" 0 --as f64 --offset 28 --length 8
-expect_line "$out" '0000001c:                   1013.25'
+expect_out 0 dump "$results" 0 --as f64 --offset 28 --length 8 '0000001c:                   1013.25'
 # Integers, 16 bytes a line, and bytes too few for one value at the end.
 expect_status 0 dump "$mesh" 0 --as i32 --length 23
 cat >"$work/expected" <<'TXT'
@@ -68,8 +59,7 @@ diff "$work/expected" "$out" || fail "dump --as i32"
 expect_status 0 dump "$mesh" 0 --as u16 --length 2
 printf '%s\n' '00000000:      4' >"$work/expected"
 diff "$work/expected" "$out" || fail "dump --as u16"
-expect_status 2 dump "$mesh" 0 --as f16
-expect_line "$err" "--as: f16 not in"
+expect_err 2 dump "$mesh" 0 --as f16 "--as: f16 not in"
 
 # A whole data area, raw and as doubles parsed again, is the file's bytes
 # after the pool's header and directory.
@@ -93,11 +83,9 @@ assert struct.pack("<%dd" % len(values), *values) + tail == data, (len(values), 
 PY
 
 # results.sim pool 0 lists both mesh pools; they load only with --with.
-expect_status 0 dir "$results" 0
-expect_line "$out" "$results pool 0: 3 directory entries"
+expect_out 0 dir "$results" 0 "$results pool 0: 3 directory entries"
 [ "$(grep -c '  no$' "$out")" -eq 2 ] || fail "mesh pools shown as loaded without mesh.sim"
-expect_status 0 dir "$results" 0 --with "$mesh"
-expect_line "$out" "   1  $(pool_field "$mesh" 0 identifier)  yes ($mesh pool 0)"
+expect_out 0 dir "$results" 0 --with "$mesh" "   1  $(pool_field "$mesh" 0 identifier)  yes ($mesh pool 0)"
 expect_line "$out" "   2  $(pool_field "$mesh" 1 identifier)  yes ($mesh pool 1)"
 
 # dir: each slot, loaded or not, and where.

@@ -32,6 +32,17 @@ expect_line() {
   grep -qF -- "$2" "$1" || fail "no line containing '$2' in $(basename "$1")"
 }
 
+# expect_out N ARGS... TEXT, expect_err N ARGS... TEXT: expect_status N ARGS,
+# then expect_line TEXT on its standard output or standard error.
+expect_out() {
+  expect_status "${@:1:$#-1}"
+  expect_line "$out" "${!#}"
+}
+expect_err() {
+  expect_status "${@:1:$#-1}"
+  expect_line "$err" "${!#}"
+}
+
 # overwrite FILE OFFSET BYTES: replaces bytes of FILE (printf escapes allowed).
 overwrite() {
   printf "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none

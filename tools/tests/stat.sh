@@ -40,8 +40,7 @@ for key in f:
     if key != "file":
         assert total[key] == sum(f[key] for f in s["files"]), key
 PY
-expect_status 0 stat "$mesh" "$results"
-expect_line "$out" "total "
+expect_out 0 stat "$mesh" "$results" "total "
 [ "$(wc -l <"$out")" -eq 4 ] || fail "stat prints a heading, one line per file and the totals"
 
 # Cut inside pool 0's data: its stored length claims the rest.
@@ -64,5 +63,4 @@ stat_check "$work/empty.sim" 0 0 0 0 0 0 0
 printf 'text' >"$work/text.txt"
 stat_check "$work/text.txt" 4 0 0 0 0 0 4
 
-expect_status 2 stat "$mesh" "$work/missing.sim"
-expect_line "$err" "$work/missing.sim: KVTSimUttOSError: open: No such file or directory"
+expect_err 2 stat "$mesh" "$work/missing.sim" "$work/missing.sim: KVTSimUttOSError: open: No such file or directory"
