@@ -1,6 +1,6 @@
 # dump prints a pool's known bytes, raw or as stored values of one type; dir
-# shows where directory entries load, in text or as JSON. Pools are named by index or identifier,
-# offsets and lengths in decimal or 0x hexadecimal.
+# shows where directory entries load, in text or as JSON. Pools are named by
+# index or identifier, offsets and lengths in decimal or 0x hexadecimal.
 source "$(dirname "$0")/lib.sh"
 
 make_demo
