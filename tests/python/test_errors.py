@@ -52,7 +52,7 @@ def test_operating_system_errors_are_oserrors(tmp_path):
     raised(FileNotFoundError, kvtsim.inspect, missing)
 
 
-def test_writes_the_file_or_pool_does_not_take(tmp_path):
+def test_reads_past_the_limit_and_writes_the_file_or_pool_does_not_take(tmp_path):
     path = make_file(str(tmp_path / "a.sim"), POOLS)
     with kvtsim.Document(SIGNATURE) as doc:
         f = doc.open(path)
@@ -61,13 +61,17 @@ def test_writes_the_file_or_pool_does_not_take(tmp_path):
         raised(kvtsim.NewPoolReadOnlyError, f.new_pool)
         raised(kvtsim.WriteReadOnlyError, f[0].start.write, b"x")
         assert f[0].read(4) == b"0123"
+        with f[1].reader() as r:  # 6 bytes of data
+            r.read_i32()
+            error = raised(kvtsim.ShortBufferError, r.read_f64)
+            assert (error.needed, error.available, r.position) == (12, 6, 4)
+        raised(kvtsim.ShortBufferError, f[0].reader(offset=2000).read_u16)
     with kvtsim.Document(SIGNATURE) as doc:
         f = doc.open(path, "r+")
         raised(kvtsim.ImmutablePoolError, f[0].appender)  # frozen: not the last pool
         raised(kvtsim.InvalidGUIDError, f.new_pool, "0" * 31 + "\0")
         raised(ValueError, f.new_pool, "too short")
-        existing = f[0].identifier
-        raised(kvtsim.PoolAlreadyInDocError, f.new_pool, existing)
+        raised(kvtsim.PoolAlreadyInDocError, f.new_pool, f[0].identifier)
         assert len(f) == 2
 
 
@@ -99,15 +103,6 @@ def test_pools_that_end_past_the_end_of_their_file(tmp_path):
             assert (error.requested, error.capacity) == (1014, 914) and r.position == 10
             assert r.read_bytes(914) == FIRST[10:924]
         raised(kvtsim.ShortPoolError, other.open(str(tmp_path / "b.sim"), "w").copy_pool, pool)
-
-
-def test_reading_past_the_limit(doc, tmp_path):
-    f = doc.open(make_file(str(tmp_path / "a.sim"), POOLS))
-    with f[1].reader() as r:  # 6 bytes of data
-        r.read_i32()
-        error = raised(kvtsim.ShortBufferError, r.read_f64)
-        assert (error.needed, error.available, r.position) == (12, 6, 4)
-    raised(kvtsim.ShortBufferError, f[0].reader(offset=2000).read_u16)
 
 
 def test_a_damaged_stored_reference_fails_a_check(tmp_path, capfd):
