@@ -15,8 +15,7 @@ for command in type ls dir dump check cp recover demo; do
     *) expect_line "$out" "The document's user signature is --sig XXXX" ;;
   esac
 done
-expect_status 2
-expect_line "$err" "kvtsim-pool: A subcommand is required: one of type, ls, dir, dump, check, cp,"
+expect_err 2 "kvtsim-pool: A subcommand is required: one of type, ls, dir, dump, check, cp,"
 expect_err 2 bogus "$mesh" "kvtsim-pool: unknown command 'bogus'; the commands are type, ls, "
 expect_err 2 --bogus "kvtsim-pool: unknown option '--bogus' (see kvtsim-pool --help)"
 expect_err 2 ls "kvtsim-pool ls: FILE is required (see kvtsim-pool ls --help)"
