@@ -25,10 +25,24 @@ def tool():
 
 
 @pytest.fixture
+def doc():
+    """A document of user signature SIGNATURE, closed after the test."""
+    with kvtsim.Document(SIGNATURE) as document:
+        yield document
+
+
+@pytest.fixture
 def demo(tool, tmp_path):
     """The demo document written by kvtsim-pool: (mesh path, results path)."""
     subprocess.run([tool, "demo", str(tmp_path / "demo")], check=True, capture_output=True)
     return str(tmp_path / "demo" / "mesh.sim"), str(tmp_path / "demo" / "results.sim")
+
+
+def raised(cls, call, *args, **kwargs):
+    """The exception of class cls that call(*args, **kwargs) raises."""
+    with pytest.raises(cls) as caught:
+        call(*args, **kwargs)
+    return caught.value
 
 
 def patch(path, offset, data):

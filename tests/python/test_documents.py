@@ -8,26 +8,22 @@ import subprocess
 import pytest
 
 import kvtsim
-from conftest import SIGNATURE, make_file
+from conftest import SIGNATURE, make_file, raised
 
 
-def test_a_file_is_a_sequence_of_pools(tmp_path):
+def test_a_file_is_a_sequence_of_pools(doc, tmp_path):
     path = make_file(str(tmp_path / "seq.sim"), [b"zero", b"one!", b"two."])
-    with kvtsim.Document(SIGNATURE) as doc:
-        f = doc.open(path)
-        assert len(f) == 3 and f.read_only and f.path == path
-        assert [p.read() for p in f] == [b"zero", b"one!", b"two."]
-        assert f[-1] == f[2] == f.current and f[-1].index == 2
-        ids = [p.identifier for p in f]
-        assert all(len(i) == 32 for i in ids) and len(set(ids)) == 3
-        assert f[ids[1]] == f[1] and ids[1] in f and "0" * 32 not in f
-        with pytest.raises(IndexError):
-            f[3]
-        with pytest.raises(IndexError):
-            f[-4]
-        with pytest.raises(KeyError):
-            f["f" * 32]
-        assert {f[0]: "first"}[doc.open(path)[0]] == "first"  # the same file, the same pool
+    f = doc.open(path)
+    assert len(f) == 3 and f.read_only and f.path == path
+    assert [p.read() for p in f] == [b"zero", b"one!", b"two."]
+    assert f[-1] == f[2] == f.current and f[-1].index == 2
+    ids = [p.identifier for p in f]
+    assert all(len(i) == 32 for i in ids) and len(set(ids)) == 3
+    assert f[ids[1]] == f[1] and ids[1] in f and "0" * 32 not in f
+    raised(IndexError, lambda: f[3])
+    raised(IndexError, lambda: f[-4])
+    raised(KeyError, lambda: f["f" * 32])
+    assert {f[0]: "first"}[doc.open(path)[0]] == "first"  # the same file, the same pool
 
 
 def test_modes_read_update_and_write(tmp_path):
@@ -42,26 +38,21 @@ def test_modes_read_update_and_write(tmp_path):
     with kvtsim.Document(SIGNATURE) as doc:
         f = doc.open(path)
         assert [p.read() for p in f] == [b"first more", b"second"]
-        with pytest.raises(kvtsim.NewPoolReadOnlyError):
-            f.new_pool()
+        raised(kvtsim.NewPoolReadOnlyError, f.new_pool)
     with kvtsim.Document(SIGNATURE) as doc:
         f = doc.open(path, "w")  # empties it
         assert len(f) == 1 and f.current.data_length == 0
-    with pytest.raises(ValueError):
-        kvtsim.Document(SIGNATURE).open(path, "a")
+    raised(ValueError, lambda: kvtsim.Document(SIGNATURE).open(path, "a"))
 
 
-def test_a_file_opened_twice_is_the_same_file(tmp_path):
+def test_a_file_opened_twice_is_the_same_file(doc, tmp_path):
     path = make_file(str(tmp_path / "twice.sim"), [b"x"])
-    with kvtsim.Document(SIGNATURE) as doc:
-        first = doc.open(path, "r")
-        again = doc.open(os.path.join(str(tmp_path), ".", "twice.sim"), "r+")
-        assert again == first and again.read_only and len(doc.files) == 1
-        with pytest.raises(kvtsim.CantCreateFileError) as caught:
-            doc.open(path, "w")
-        assert caught.value.filename == path
-        first.close()
-        assert again.closed and doc.files == []
+    first = doc.open(path, "r")
+    again = doc.open(os.path.join(str(tmp_path), ".", "twice.sim"), "r+")
+    assert again == first and again.read_only and len(doc.files) == 1
+    assert raised(kvtsim.CantCreateFileError, doc.open, path, "w").filename == path
+    first.close()
+    assert again.closed and doc.files == []
 
 
 def test_context_manager_closes_also_on_an_error(tmp_path):
@@ -103,8 +94,7 @@ def test_copying_pools_between_documents(tmp_path):
         identifier = copy.identifier
         assert identifier == pools[1].identifier and copy.read() == b"beta!"
         assert len(out) == 1  # the empty first pool was replaced by the copy
-        with pytest.raises(kvtsim.PoolAlreadyInDocError):
-            out.copy_pool(pools[1])
+        raised(kvtsim.PoolAlreadyInDocError, out.copy_pool, pools[1])
         with pytest.raises(kvtsim.PoolAlreadyInDocError):
             dst.open(source).current  # the copied identifier is loaded already
     assert [p.identifier for p in kvtsim.inspect(target).pools] == [identifier]
@@ -162,5 +152,4 @@ def test_file_type_and_upgrade_required(tmp_path):
         assert kvtsim.upgrade_required(tmp_path / name) is upgrade
     (tmp_path / "short").write_bytes(b"\x89SIM")
     assert kvtsim.file_type(tmp_path / "short") is kvtsim.FileType.NOT_SIM
-    with pytest.raises(kvtsim.NotSimFileError):
-        kvtsim.upgrade_required(tmp_path / "short")
+    raised(kvtsim.NotSimFileError, kvtsim.upgrade_required, tmp_path / "short")

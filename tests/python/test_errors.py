@@ -6,64 +6,38 @@ import pickle
 import shutil
 import struct
 
-import pytest
 
 import kvtsim
-from conftest import SIGNATURE, patch
+from conftest import SIGNATURE, make_file, patch, raised
 
 
 FIRST = b"0123456789abcdef" * 64
+POOLS = [FIRST, b"second"]
 
 
-def two_pool_file(path, first=FIRST, second=b"second"):
-    with kvtsim.Document(SIGNATURE) as doc:
-        f = doc.open(path, "w")
-        with f.current.appender() as out:
-            out.write_bytes(first)
-        with f.new_pool().appender() as out:
-            out.write_bytes(second)
-    return path
-
-
-def raised(cls, call, *args):
-    with pytest.raises(cls) as caught:
-        call(*args)
-    return caught.value
-
-
-def test_damaged_and_foreign_files(tmp_path):
-    path = two_pool_file(str(tmp_path / "good.sim"))
-    doc = kvtsim.Document(SIGNATURE)
-
+def test_damaged_and_foreign_files(doc, tmp_path):
+    path = make_file(str(tmp_path / "good.sim"), POOLS)
     cut = str(tmp_path / "cut.sim")
     shutil.copy(path, cut)
     os.truncate(cut, 30)  # inside the first header
     error = raised(kvtsim.CorruptHeaderError, doc.open, cut)
     assert error.kind == "KVTSimExcCorruptHeader" and error.source_line > 0
     assert error.source_file.endswith(".cpp") and "KVTSimExcCorruptHeader" in str(error)
-
-    os.truncate(cut, 0)
-    shutil.copy(path, cut)
-    patch(cut, 44, struct.pack("<i", 1 << 20))  # more directory entries than the file holds
-    raised(kvtsim.CorruptDirectoryError, doc.open, cut)
-
-    shutil.copy(path, cut)
-    patch(cut, 8, b"\x05")
-    error = raised(kvtsim.NeedUpgradeError, doc.open, cut)
+    errors = {}
+    for offset, data, cls in ((44, struct.pack("<i", 1 << 20), kvtsim.CorruptDirectoryError),
+                              (8, b"\x05", kvtsim.NeedUpgradeError),
+                              (0, b"\x88", kvtsim.NotSimFileError)):
+        shutil.copy(path, cut)
+        patch(cut, offset, data)
+        errors[cls] = raised(cls, doc.open, cut)
+    error = errors[kvtsim.NeedUpgradeError]
     assert (error.current_version, error.found_version, error.filename) == (6, 5, cut)
-
-    shutil.copy(path, cut)
-    patch(cut, 0, b"\x88")
-    raised(kvtsim.NotSimFileError, doc.open, cut)
-
     raised(kvtsim.UserSigMismatchError, kvtsim.Document("ELSE").open, path)
-
     # A byte copy carries the same pool identifiers as the file already open.
     doc.open(path)
     shutil.copy(path, cut)
     raised(kvtsim.PoolAlreadyInDocError, doc.open, cut)
     assert len(doc.files) == 1 and len(doc.files[0]) == 2
-    doc.close()
 
 
 def test_operating_system_errors_are_oserrors(tmp_path):
@@ -78,8 +52,8 @@ def test_operating_system_errors_are_oserrors(tmp_path):
     raised(FileNotFoundError, kvtsim.inspect, missing)
 
 
-def test_writes_the_file_or_pool_does_not_take(tmp_path):
-    path = two_pool_file(str(tmp_path / "a.sim"))
+def test_reads_past_the_limit_and_writes_the_file_or_pool_does_not_take(tmp_path):
+    path = make_file(str(tmp_path / "a.sim"), POOLS)
     with kvtsim.Document(SIGNATURE) as doc:
         f = doc.open(path)
         raised(kvtsim.ImmutablePoolError, f[1].allocate, 1)
@@ -87,30 +61,33 @@ def test_writes_the_file_or_pool_does_not_take(tmp_path):
         raised(kvtsim.NewPoolReadOnlyError, f.new_pool)
         raised(kvtsim.WriteReadOnlyError, f[0].start.write, b"x")
         assert f[0].read(4) == b"0123"
+        with f[1].reader() as r:  # 6 bytes of data
+            r.read_i32()
+            error = raised(kvtsim.ShortBufferError, r.read_f64)
+            assert (error.needed, error.available, r.position) == (12, 6, 4)
+        raised(kvtsim.ShortBufferError, f[0].reader(offset=2000).read_u16)
     with kvtsim.Document(SIGNATURE) as doc:
         f = doc.open(path, "r+")
         raised(kvtsim.ImmutablePoolError, f[0].appender)  # frozen: not the last pool
         raised(kvtsim.InvalidGUIDError, f.new_pool, "0" * 31 + "\0")
         raised(ValueError, f.new_pool, "too short")
-        existing = f[0].identifier
-        raised(kvtsim.PoolAlreadyInDocError, f.new_pool, existing)
+        raised(kvtsim.PoolAlreadyInDocError, f.new_pool, f[0].identifier)
         assert len(f) == 2
 
 
-def test_refused_calls_that_would_break_an_appender(tmp_path):
-    with kvtsim.Document(SIGNATURE) as doc:
-        f = doc.open(str(tmp_path / "a.sim"), "w")
-        with f.current.appender() as out:
-            out.write_i32(1)
-            raised(kvtsim.UsageError, f.current.appender)
-            raised(kvtsim.UsageError, f.allocate, 8)
-            out.write_i32(2)
-        f.allocate(4)  # allowed again once the appender is closed
-        assert f.current.read(8) == struct.pack("<ii", 1, 2)
+def test_refused_calls_that_would_break_an_appender(doc, tmp_path):
+    f = doc.open(str(tmp_path / "a.sim"), "w")
+    with f.current.appender() as out:
+        out.write_i32(1)
+        raised(kvtsim.UsageError, f.current.appender)
+        raised(kvtsim.UsageError, f.allocate, 8)
+        out.write_i32(2)
+    f.allocate(4)  # allowed again once the appender is closed
+    assert f.current.read(8) == struct.pack("<ii", 1, 2)
 
 
 def test_pools_that_end_past_the_end_of_their_file(tmp_path):
-    path = two_pool_file(str(tmp_path / "a.sim"))
+    path = make_file(str(tmp_path / "a.sim"), POOLS)
     # Cut inside the first pool's data: its stored length now passes the end.
     first = kvtsim.inspect(path).pools[0]
     os.truncate(path, first.location + first.length - 100)
@@ -126,17 +103,6 @@ def test_pools_that_end_past_the_end_of_their_file(tmp_path):
             assert (error.requested, error.capacity) == (1014, 914) and r.position == 10
             assert r.read_bytes(914) == FIRST[10:924]
         raised(kvtsim.ShortPoolError, other.open(str(tmp_path / "b.sim"), "w").copy_pool, pool)
-
-
-def test_reading_past_the_limit(tmp_path):
-    path = two_pool_file(str(tmp_path / "a.sim"))
-    with kvtsim.Document(SIGNATURE) as doc:
-        with doc.open(path)[1].reader() as r:  # 6 bytes of data
-            r.read_i32()
-            error = raised(kvtsim.ShortBufferError, r.read_f64)
-            assert (error.needed, error.available, r.position) == (12, 6, 4)
-        with doc.open(path)[0].reader(offset=2000) as r:
-            raised(kvtsim.ShortBufferError, r.read_u16)
 
 
 def test_a_damaged_stored_reference_fails_a_check(tmp_path, capfd):

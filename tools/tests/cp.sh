@@ -3,8 +3,7 @@ source "$(dirname "$0")/lib.sh"
 
 make_demo
 copy=$work/copy.sim
-expect_status 0 cp "$mesh" 0 "$copy"
-expect_line "$out" "-> $copy pool 0"
+expect_out 0 cp "$mesh" 0 "$copy" "-> $copy pool 0"
 expect_status 0 cp "$mesh" 1 "$copy"
 # Both files end with an open pool, so the copy equals its source whole.
 cmp "$mesh" "$copy" || fail "two pools copied in order differ from their file"
@@ -23,23 +22,20 @@ expect_status 0 cp "$results" "$(pool_field "$results" 1 identifier)" "$work/las
 tail -c +$((start + 1)) "$results" | cmp - "$work/last.sim" || fail "last pool copy differs"
 
 # Refused copies change nothing and create nothing.
-expect_status 2 cp "$mesh" 1 "$copy"
-expect_line "$err" "$copy: KVTSimExcPoolAlreadyInDoc"
+expect_err 2 cp "$mesh" 1 "$copy" "$copy: KVTSimExcPoolAlreadyInDoc"
 cmp "$mesh" "$copy" || fail "a refused copy changed the target"
-expect_status 2 cp "$mesh" 2 "$work/new.sim"
-expect_line "$err" "no pool 2: the file has 2 pools"
+expect_err 2 cp "$mesh" 2 "$work/new.sim" "no pool 2: the file has 2 pools"
 [ ! -e "$work/new.sim" ] || fail "a refused copy left a file behind"
+# From a source whose pool ends early: the source is named, no target made.
+head -c $(($(pool_field "$mesh" 1 location) - 1)) "$mesh" >"$work/cut.sim"
+expect_err 2 cp "$work/cut.sim" 0 "$work/new.sim" "kvtsim-pool cp: $work/cut.sim: KVTSimExcShortPool"
+[ ! -e "$work/new.sim" ] || fail "a failed cp leaves no new target"
+cp "$work/one.sim" "$work/old.sim"
+expect_err 2 cp "$work/cut.sim" 0 "$work/old.sim" "kvtsim-pool cp: $work/cut.sim: KVTSimExcShortPool"
+cmp "$work/one.sim" "$work/old.sim" || fail "a failed cp changed the target"
 
 # A pool over 64 MiB shows progress on a terminal only.
-# Its header is the demo's first one, stored open with a one-entry directory.
-python3 - "$mesh" "$work/big.sim" <<'PY'
-import struct, sys
-with open(sys.argv[1], "rb") as f:
-    header = f.read(48)
-header = header[:20] + b"0" * 16 + header[36:44] + struct.pack("<i", 1)
-with open(sys.argv[2], "wb") as f:
-    f.write(header + b"b" * 32 + bytes(range(256)) * (260 * 1024))
-PY
+big_pool "$mesh" "$work/big.sim"
 expect_status 0 cp "$work/big.sim" 0 "$work/big-copy.sim"
 [ ! -s "$err" ] || fail "progress shown where standard error is not a terminal"
 if command -v script >/dev/null; then
@@ -59,13 +55,10 @@ for args in "$mesh 0" "$mesh 1" "$results 0"; do
   # shellcheck disable=SC2086
   expect_status 0 cp $args "$all"
 done
-expect_status 0 cp "$all" 2 "$work/alone.sim"
-expect_line "$err" "kvtsim-pool cp: warning: $work/alone.sim lacks 2 pools that the copied directory names ($mesh0, $mesh1)"
+expect_err 0 cp "$all" 2 "$work/alone.sim" "kvtsim-pool cp: warning: $work/alone.sim lacks 2 pools that the copied directory names ($mesh0, $mesh1)"
 expect_line "$err" "references into them cannot be followed there; --with-references copies those SRC holds too"
-expect_status 0 cp "$all" 1 "$work/refs.sim"
-expect_line "$err" "lacks 1 pool that the copied directory names ($mesh0)"
-expect_status 0 cp --with-references "$all" "$step1" "$work/refs.sim"
-expect_line "$out" "$all pool 0 ($mesh0, "
+expect_err 0 cp "$all" 1 "$work/refs.sim" "lacks 1 pool that the copied directory names ($mesh0)"
+expect_out 0 cp --with-references "$all" "$step1" "$work/refs.sim" "$all pool 0 ($mesh0, "
 expect_line "$out" "-> $work/refs.sim pool 1"
 expect_line "$out" "$all pool 2 ($step1, "
 expect_line "$out" "-> $work/refs.sim pool 2"
@@ -79,6 +72,5 @@ expect_status 0 cp --with-references "$all" 2 "$work/chain.sim"
 cmp "$all" "$work/chain.sim" || fail "a pool copied with its references differs from its source"
 # A pool DST already holds is refused before its references are copied.
 cp "$work/chain.sim" "$work/before.sim"
-expect_status 2 cp --with-references "$all" 2 "$work/chain.sim"
-expect_line "$err" "KVTSimExcPoolAlreadyInDoc"
+expect_err 2 cp --with-references "$all" 2 "$work/chain.sim" "KVTSimExcPoolAlreadyInDoc"
 cmp "$work/before.sim" "$work/chain.sim" || fail "a refused copy changed the target"

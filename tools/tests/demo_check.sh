@@ -10,14 +10,11 @@ expect_line "$out" "pressure = 998.5 on element \"tri-b\" ($mesh pool 1 +56) wit
 expect_line "$out" "temperature = 293.15 on element \"tri-a\""
 expect_line "$out" "$results pool 1: step 2, 2 results"
 
-expect_status 0 check "$mesh" "$results"
-expect_line "$out" "check: 2 files, 4 pools: no problems"
+expect_out 0 check "$mesh" "$results" "check: 2 files, 4 pools: no problems"
 expect_status 0 check "$results" "$mesh"
-expect_status 0 type "$mesh"
-expect_line "$out" "$mesh: Sim, upgrade required: no"
+expect_out 0 type "$mesh" "$mesh: Sim, upgrade required: no"
 
 # Nothing is overwritten: a second demo into the same directory is refused.
 before=$(cksum <"$mesh")
-expect_status 2 demo "$work/demo"
-expect_line "$err" "mesh.sim: exists already"
+expect_err 2 demo "$work/demo" "mesh.sim: exists already"
 [ "$(cksum <"$mesh")" = "$before" ] || fail "demo changed an existing file"

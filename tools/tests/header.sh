@@ -6,8 +6,7 @@ make_demo
 second=$(pool_field "$mesh" 1 location)
 size=$(stat -c %s "$mesh")
 
-expect_status 0 header "$mesh"
-expect_line "$out" "pool 0 at offset 0: the loader accepts it"
+expect_out 0 header "$mesh" "pool 0 at offset 0: the loader accepts it"
 expect_line "$out" "pool 1 at offset $second: the loader accepts it"
 expect_line "$out" "  format signature  0x8953494d0d0a1a0a (valid)"
 expect_line "$out" "  padding           0x00000000000000"
@@ -37,13 +36,11 @@ PY
 
 # Bytes no check looks at are shown as stored; a version the loader refuses
 # does not stop the walk, length characters that are not digits do.
-cp "$mesh" "$work/refused.sim"
-overwrite "$work/refused.sim" 8 '\005PADDING'
+patched "$mesh" "$work/refused.sim" 8 '\005PADDING'
 overwrite "$work/refused.sim" $((second + 22)) 'XY'
 overwrite "$work/refused.sim" $((second + 36)) '\007\000\000\000\011\000\000\000'
 expect_status 2 ls "$work/refused.sim"
-expect_status 0 header "$work/refused.sim"
-expect_line "$out" "pool 0 at offset 0: the loader refuses it: format version other than 6 (KVTSimExcNeedUpgrade"
+expect_out 0 header "$work/refused.sim" "pool 0 at offset 0: the loader refuses it: format version other than 6 (KVTSimExcNeedUpgrade"
 expect_line "$out" "  version           5"
 expect_line "$out" "  padding           PADDING"
 expect_line "$out" "pool 1 at offset $second: the loader refuses it: length is not 16 decimal digits (KVTSimExcCorruptHeader)"
@@ -66,19 +63,14 @@ assert p["fault"]["kind"] == "KVTSimExcCorruptHeader", p["fault"]
 assert p["fault"]["message"].startswith("header cut short"), p["fault"]
 assert h["stop"] == {"reason": "broken", "offset": int(sys.argv[2]), "message": h["stop"]["message"]}, h["stop"]
 PY
-expect_status 0 header "$work/cut.sim" 1
-expect_line "$out" "  length            missing: the file ends after 22 header bytes"
+expect_out 0 header "$work/cut.sim" 1 "  length            missing: the file ends after 22 header bytes"
 
 # A file cut inside its only pool's data: the walk stops past the end.
 head -c 100 "$mesh" >"$work/short.sim"
-expect_status 0 header "$work/short.sim"
-expect_line "$out" "walk: the last pool claims bytes up to offset $second, $((second - 100)) past the end of the file"
+expect_out 0 header "$work/short.sim" "walk: the last pool claims bytes up to offset $second, $((second - 100)) past the end of the file"
 
 printf 'just some text, long enough to fill a header and more\n' >"$work/text.txt"
-expect_status 0 header "$work/text.txt"
-expect_line "$out" "pool 0 at offset 0: the loader refuses it: no format signature: no pool record begins here (KVTSimExcNotSimFile)"
+expect_out 0 header "$work/text.txt" "pool 0 at offset 0: the loader refuses it: no format signature: no pool record begins here (KVTSimExcNotSimFile)"
 
-expect_status 2 header "$mesh" 2
-expect_line "$err" "$mesh: no pool record 2: the walk finds 2 records; the chain ends at offset $size"
-expect_status 2 header "$mesh" one
-expect_line "$err" "'one' is not a pool index"
+expect_err 2 header "$mesh" 2 "$mesh: no pool record 2: the walk finds 2 records; the chain ends at offset $size"
+expect_err 2 header "$mesh" one "'one' is not a pool index"

@@ -32,9 +32,39 @@ expect_line() {
   grep -qF -- "$2" "$1" || fail "no line containing '$2' in $(basename "$1")"
 }
 
+# expect_out N ARGS... TEXT, expect_err N ARGS... TEXT: expect_status N ARGS,
+# then expect_line TEXT on its standard output or standard error.
+expect_out() {
+  expect_status "${@:1:$#-1}"
+  expect_line "$out" "${!#}"
+}
+expect_err() {
+  expect_status "${@:1:$#-1}"
+  expect_line "$err" "${!#}"
+}
+
 # overwrite FILE OFFSET BYTES: replaces bytes of FILE (printf escapes allowed).
 overwrite() {
   printf "$3" | dd of="$1" bs=1 seek="$2" conv=notrunc status=none
+}
+
+# patched SRC DEST OFFSET BYTES: DEST is a copy of SRC with bytes replaced.
+patched() {
+  cp "$1" "$2"
+  overwrite "$2" "$3" "$4"
+}
+
+# big_pool SRC DEST [torn]: one pool of 65 MiB under the first header of SRC
+# with a one-entry directory, stored open; torn: frozen, then a torn header.
+big_pool() {
+  python3 - "$@" <<'PY'
+import sys
+header, data = open(sys.argv[1], "rb").read(48), bytes(range(256)) * (260 * 1024)
+torn = len(sys.argv) > 3
+length = b"%016d" % (48 + 32 + len(data)) if torn else b"0" * 16
+header = header[:20] + length + header[36:44] + (1).to_bytes(4, "little")
+open(sys.argv[2], "wb").write(header + b"b" * 32 + data + (header[:30] if torn else b""))
+PY
 }
 
 # The demo document, written once per test.

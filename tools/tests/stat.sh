@@ -40,8 +40,7 @@ for key in f:
     if key != "file":
         assert total[key] == sum(f[key] for f in s["files"]), key
 PY
-expect_status 0 stat "$mesh" "$results"
-expect_line "$out" "total "
+expect_out 0 stat "$mesh" "$results" "total "
 [ "$(wc -l <"$out")" -eq 4 ] || fail "stat prints a heading, one line per file and the totals"
 
 # Cut inside pool 0's data: its stored length claims the rest.
@@ -55,8 +54,7 @@ head -c "$second" "$mesh" >"$work/trailing.sim"
 printf 'garbage after the chain' >>"$work/trailing.sim"
 stat_check "$work/trailing.sim" $((second + 23)) 1 48 32 $((second - 80)) 0 23
 # A damaged length field ends the walk at that record.
-cp "$mesh" "$work/broken.sim"
-overwrite "$work/broken.sim" $((second + 20)) 'X'
+patched "$mesh" "$work/broken.sim" $((second + 20)) 'X'
 stat_check "$work/broken.sim" "$(stat -c %s "$mesh")" 1 48 32 $((second - 80)) 0 \
   $(($(stat -c %s "$mesh") - second))
 # Nothing to walk.
@@ -65,5 +63,4 @@ stat_check "$work/empty.sim" 0 0 0 0 0 0 0
 printf 'text' >"$work/text.txt"
 stat_check "$work/text.txt" 4 0 0 0 0 0 4
 
-expect_status 2 stat "$mesh" "$work/missing.sim"
-expect_line "$err" "$work/missing.sim: KVTSimUttOSError: open: No such file or directory"
+expect_err 2 stat "$mesh" "$work/missing.sim" "$work/missing.sim: KVTSimUttOSError: open: No such file or directory"
