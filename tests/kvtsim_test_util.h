@@ -11,8 +11,10 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 
 #include "KVTBasAssertException.h"
+#include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_PoolHeader.h"
@@ -114,6 +116,31 @@ std::string FailedCheck(Fn fn) {
 template <typename Fn>
 bool FailsCheck(Fn fn) {
   return FailedCheck(fn) != "(none)";
+}
+
+// The numbers a short-stream error carries: needed and available bytes, or
+// requested bytes and capacity.
+inline std::pair<unsigned long long, unsigned long long> NumbersOf(KVTSimExcShortBuffer const& e) {
+  return {e.Needed(), e.Available()};
+}
+inline std::pair<unsigned long long, unsigned long long> NumbersOf(
+    KVTSimExcRequestTooBig const& e) {
+  return {e.Requested(), e.Capacity()};
+}
+
+// Success when fn raises Error (KVTSimExcShortBuffer or KVTSimExcRequestTooBig)
+// carrying these two numbers.
+template <typename Error, typename Fn>
+testing::AssertionResult Raises(Fn fn, unsigned long long first, unsigned long long second) {
+  try {
+    fn();
+  } catch (Error const& e) {
+    if (NumbersOf(e) == std::make_pair(first, second))
+      return testing::AssertionSuccess();
+    return testing::AssertionFailure()
+           << "raised with " << NumbersOf(e).first << ", " << NumbersOf(e).second;
+  }
+  return testing::AssertionFailure() << "nothing raised";
 }
 
 }  // namespace kvtsim_test

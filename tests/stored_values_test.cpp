@@ -21,6 +21,8 @@
 
 namespace {
 
+using kvtsim_test::Raises;
+
 template <typename T>
 std::uint64_t BitsOf(T value) {
   std::uint64_t bits = 0;
@@ -94,10 +96,6 @@ class RecordingStream : public KVTSimRpm_BStreamRead {
   KVTSimRpm_BStreamRead& inner_;
 };
 
-}  // namespace
-
-namespace {
-
 // Writes value through a buffer stream, expects its stored bytes, reads it
 // back and expects the same bits; a further read finds the end.
 template <typename T>
@@ -136,13 +134,7 @@ TEST_F(StoredValuesTest, BufferStreamsCheckTheWholeArrayFirst) {
   char buffer[36];
   KVTSimRpm_BStreamWriteBuffer out(buffer, sizeof buffer);
   Externalize(out, 5);
-  try {
-    ExternalizeArray(out, values);
-    ADD_FAILURE() << "40 bytes written into 32";
-  } catch (KVTSimExcShortBuffer const& e) {
-    EXPECT_EQ(e.Needed(), 40u);
-    EXPECT_EQ(e.Available(), 32u);
-  }
+  EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { ExternalizeArray(out, values); }, 40, 32));
   ExternalizeArray(out, values.data(), 4);  // the position did not move: exactly fills
   EXPECT_EQ(std::string(buffer + 4, 32),
             LittleEndian(std::vector<double>(values.begin(), values.begin() + 4)));
@@ -204,13 +196,7 @@ TEST_F(StoredValuesTest, LengthLimitsAreCheckedForTheWholeArray) {
   {
     KVTSimRpm_BStreamWriteLocator out(start, 2 + 4 * 4, 16);
     Externalize(out, std::int16_t{4});
-    try {
-      ExternalizeArray(out, values);
-      ADD_FAILURE() << "wrote past the limit";
-    } catch (KVTSimExcShortBuffer const& e) {
-      EXPECT_EQ(e.Needed(), 22u);
-      EXPECT_EQ(e.Available(), 18u);
-    }
+    EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { ExternalizeArray(out, values); }, 22, 18));
     ExternalizeArray(out, values.data(), 4);
     out.Flush();
   }
@@ -235,13 +221,9 @@ TEST_F(StoredValuesTest, APoolEndingPartWayLeavesTheStreamAfterTheLastWholeValue
   KVTSimRpm_Locator const start = Store(LittleEndian(values) + "xyz");
   KVTSimRpm_BStreamReadLocator in(start, 0, 32);
   std::vector<double> back(12, 9.0);
-  try {
-    InternalizeArray(in, back.data(), back.size());
-    ADD_FAILURE() << "read past the pool";
-  } catch (KVTSimExcRequestTooBig const& e) {
-    EXPECT_EQ(e.Requested(), 8u);  // one value
-    EXPECT_EQ(e.Capacity(), 3u);   // what was left
-  }
+  // The request is for one value; three bytes are left.
+  EXPECT_TRUE(Raises<KVTSimExcRequestTooBig>(
+      [&] { InternalizeArray(in, back.data(), back.size()); }, 8, 3));
   std::vector<double> expected = values;
   expected.push_back(9.0);
   expected.push_back(9.0);
