@@ -77,20 +77,10 @@ TEST_F(BufferStreamTest, DamagedStringsRaiseLeavingStringAndPositionAsTheyWere) 
 }
 
 TEST_F(BufferStreamTest, StreamsThatCannotLookAheadReadStringsInPieces) {
-  // A caller's stream that only forwards the four required operations.
-  struct Forwarding : public KVTSimRpm_BStreamRead {
-    explicit Forwarding(KVTSimRpm_BStreamRead& to) : inner(to) {}
-    using KVTSimRpm_BStreamRead::Read;
-    char const* PrepRead(unsigned long long n) override { return inner.PrepRead(n); }
-    void Read(char* buffer, unsigned int n) override { inner.Read(buffer, n); }
-    KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner.SourceDir(); }
-    KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
-    KVTSimRpm_BStreamRead& inner;
-  };
   std::string bytes =
       Stored(KVTString("a text longer than one piece")) + U32(40) + std::string(30, 'y');
   KVTSimRpm_BStreamReadBuffer buffer(bytes.data(), bytes.size());
-  Forwarding in(buffer);
+  kvtsim_test::ForwardingStream in(buffer);
   EXPECT_EQ(in.PeekRead(4), nullptr);
   KVTString text;
   in.Read(text);

@@ -12,9 +12,11 @@
 #include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "KVTBasAssertException.h"
 #include "KVTSimExc.h"
+#include "KVTSimRpm_BStreamRead.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_PoolHeader.h"
@@ -117,6 +119,27 @@ template <typename Fn>
 bool FailsCheck(Fn fn) {
   return FailedCheck(fn) != "(none)";
 }
+
+// A stream of a caller's own: it forwards only the required operations, so
+// the library cannot look ahead in it, and records each PrepRead length.
+class ForwardingStream : public KVTSimRpm_BStreamRead {
+ public:
+  explicit ForwardingStream(KVTSimRpm_BStreamRead& inner) : inner_(inner) {}
+
+  using KVTSimRpm_BStreamRead::Read;
+  char const* PrepRead(unsigned long long length) override {
+    requests.push_back(length);
+    return inner_.PrepRead(length);
+  }
+  void Read(char* buffer, unsigned int length) override { inner_.Read(buffer, length); }
+  KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner_.SourceDir(); }
+  KVTSimRpm_MemoryPool* IMPool() const override { return inner_.IMPool(); }
+
+  std::vector<unsigned long long> requests;
+
+ private:
+  KVTSimRpm_BStreamRead& inner_;
+};
 
 // The numbers a short-stream error carries: needed and available bytes, or
 // requested bytes and capacity.

@@ -76,26 +76,6 @@ class StoredValuesTest : public kvtsim_test::WritableFileTest {
   }
 };
 
-// A stream of a caller's own that serves PrepRead only, recording requests.
-class RecordingStream : public KVTSimRpm_BStreamRead {
- public:
-  explicit RecordingStream(KVTSimRpm_BStreamRead& inner) : inner_(inner) {}
-
-  using KVTSimRpm_BStreamRead::Read;
-  char const* PrepRead(unsigned long long length) override {
-    requests.push_back(length);
-    return inner_.PrepRead(length);
-  }
-  void Read(char* buffer, unsigned int length) override { inner_.Read(buffer, length); }
-  KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner_.SourceDir(); }
-  KVTSimRpm_MemoryPool* IMPool() const override { return inner_.IMPool(); }
-
-  std::vector<unsigned long long> requests;
-
- private:
-  KVTSimRpm_BStreamRead& inner_;
-};
-
 // Writes value through a buffer stream, expects its stored bytes, reads it
 // back and expects the same bits; a further read finds the end.
 template <typename T>
@@ -270,7 +250,7 @@ TEST_F(StoredValuesTest, AppendStreamAppendsArraysThroughItsBuffer) {
 TEST_F(StoredValuesTest, AStreamOfTheCallersOwnIsServedOneValueAtATime) {
   std::string const bytes = LittleEndian(std::vector<double>{1.5, 2.5, 3.5});
   KVTSimRpm_BStreamReadBuffer memory(bytes.data(), bytes.size());
-  RecordingStream in(memory);
+  kvtsim_test::ForwardingStream in(memory);
   std::vector<double> back;
   InternalizeArray(in, back, 3);
   EXPECT_EQ(back, (std::vector<double>{1.5, 2.5, 3.5}));
