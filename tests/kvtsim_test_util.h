@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -70,6 +71,23 @@ inline std::string ReadBytes(std::string const& file) {
 
 inline void WriteBytes(std::string const& file, std::string const& bytes) {
   std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+// n bytes of a pseudo-random pattern chosen by seed.
+inline std::string RandomBytes(std::size_t n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::string bytes(n, '\0');
+  for (char& c : bytes)
+    c = static_cast<char>(random());
+  return bytes;
+}
+
+// Writes a file of one pool whose data is data, with user signature "USR1".
+inline void WriteOnePool(KVTString const& name, std::string const& data) {
+  KVTSimRpm_Document document("USR1");
+  KVTSimRpm_File file = document.AddFile(name, KVTSimRpm_Document::AccessWrite);
+  file.Allocate(data.size()).Write(data.size(), data.data());
+  document.Close();
 }
 
 // Overwrites bytes of the file at offset (the file keeps its other bytes).

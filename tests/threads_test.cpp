@@ -115,16 +115,9 @@ class ConcurrentReadersTest : public ThreadsTest,
 TEST_P(ConcurrentReadersTest, ShareTheReadCache) {
   constexpr std::size_t kData = 1 << 20;
   constexpr int kReaders = 4;
-  std::string data(kData, '\0');
-  std::mt19937 random(9);
-  for (char& c : data)
-    c = static_cast<char>(random());
-  {
-    Doc writer("USR1");
-    KVTSimRpm_File file = writer.AddFile(dir_.Name("r.sim"), Doc::AccessWrite);
-    file.Allocate(kData).Write(kData, data.data());
-    writer.Close();
-  }
+  std::string const data = kvtsim_test::RandomBytes(kData, 9);
+  kvtsim_test::WriteOnePool(dir_.Name("r.sim"), data);
+  std::mt19937 random(10);
   Doc document("USR1");
   document.SetReadCacheLimit(GetParam());
   KVTSimRpm_File file = document.AddFile(dir_.Name("r.sim"), Doc::AccessRead);
