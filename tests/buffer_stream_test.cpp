@@ -15,6 +15,8 @@
 namespace {
 
 using Doc = KVTSimRpm_Document;
+using kvtsim_test::Raises;
+using kvtsim_test::U32;
 
 class BufferStreamTest : public kvtsim_test::WritableFileTest {
  protected:
@@ -57,61 +59,34 @@ TEST_F(BufferStreamTest, StringsAreStoredWithLengthAndPaddingToFour) {
 
 TEST_F(BufferStreamTest, DamagedStringsRaiseLeavingStringAndPositionAsTheyWere) {
   KVTString text("kept");
-  std::string negative = kvtsim_test::U32(0xFFFFFFF0u) + "abcd";
+  std::string negative = U32(0xFFFFFFF0u) + "abcd";
   KVTSimRpm_BStreamReadBuffer in(negative.data(), negative.size());
   EXPECT_THROW(in.Read(text), KVTSimExcRequestTooBig);
   EXPECT_EQ(std::string(in.PrepRead(4), 4), negative.substr(0, 4));
   // A text of 20 bytes with 18 left fails as one request for the whole
   // stored string, before any of it is taken.
-  std::string truncated = kvtsim_test::U32(20) + std::string(18, 'x');
+  std::string truncated = U32(20) + std::string(18, 'x');
   KVTSimRpm_BStreamReadBuffer in2(truncated.data(), truncated.size());
-  try {
-    in2.Read(text);
-    ADD_FAILURE() << "a truncated string was read";
-  } catch (KVTSimExcShortBuffer const& e) {
-    EXPECT_EQ(e.Needed(), 24u);
-    EXPECT_EQ(e.Available(), 22u);
-  }
+  EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { in2.Read(text); }, 24, 22));
   EXPECT_EQ(std::string(in2.PrepRead(22), 22), truncated);
   // A length far beyond the bytes present is met before any allocation.
-  std::string huge = kvtsim_test::U32(INT_MAX) + "abcdefgh";
+  std::string huge = U32(INT_MAX) + "abcdefgh";
   KVTSimRpm_BStreamReadBuffer in3(huge.data(), huge.size());
-  try {
-    in3.Read(text);
-    ADD_FAILURE() << "a truncated string was read";
-  } catch (KVTSimExcShortBuffer const& e) {
-    EXPECT_EQ(e.Needed(), 4u + (1u << 31));
-    EXPECT_EQ(e.Available(), 12u);
-  }
+  EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { in3.Read(text); }, 4u + (1u << 31), 12));
   EXPECT_STREQ(text.CStr(), "kept");
 }
 
 TEST_F(BufferStreamTest, StreamsThatCannotLookAheadReadStringsInPieces) {
-  // A caller's stream that only forwards the four required operations.
-  struct Forwarding : public KVTSimRpm_BStreamRead {
-    explicit Forwarding(KVTSimRpm_BStreamRead& to) : inner(to) {}
-    using KVTSimRpm_BStreamRead::Read;
-    char const* PrepRead(unsigned long long n) override { return inner.PrepRead(n); }
-    void Read(char* buffer, unsigned int n) override { inner.Read(buffer, n); }
-    KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner.SourceDir(); }
-    KVTSimRpm_MemoryPool* IMPool() const override { return nullptr; }
-    KVTSimRpm_BStreamRead& inner;
-  };
-  std::string bytes = Stored(KVTString("a text longer than one piece")) + kvtsim_test::U32(40) +
-                      std::string(30, 'y');
+  std::string bytes =
+      Stored(KVTString("a text longer than one piece")) + U32(40) + std::string(30, 'y');
   KVTSimRpm_BStreamReadBuffer buffer(bytes.data(), bytes.size());
-  Forwarding in(buffer);
+  kvtsim_test::ForwardingStream in(buffer);
   EXPECT_EQ(in.PeekRead(4), nullptr);
   KVTString text;
   in.Read(text);
   EXPECT_STREQ(text.CStr(), "a text longer than one piece");
-  try {
-    in.Read(text);
-    ADD_FAILURE() << "a truncated string was read";
-  } catch (KVTSimExcShortBuffer const& e) {
-    EXPECT_EQ(e.Needed(), 16u);  // the piece that found the end
-    EXPECT_EQ(e.Available(), 14u);
-  }
+  // The piece that found the end was of 16 bytes.
+  EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { in.Read(text); }, 16, 14));
 }
 
 TEST_F(BufferStreamTest, ShortBufferReportsRequestAndRemainderAndKeepsPosition) {
@@ -120,13 +95,7 @@ TEST_F(BufferStreamTest, ShortBufferReportsRequestAndRemainderAndKeepsPosition) 
   int value = 0;
   Internalize(in, value);
   EXPECT_EQ(value, 1);
-  try {
-    in.PrepRead(4);
-    ADD_FAILURE() << "read past the end";
-  } catch (KVTSimExcShortBuffer const& e) {
-    EXPECT_EQ(e.Needed(), 4u);
-    EXPECT_EQ(e.Available(), 2u);
-  }
+  EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { in.PrepRead(4); }, 4, 2));
   EXPECT_EQ(in.PrepRead(2)[0], 2);
   in.Read(nullptr, 0);
   EXPECT_EQ(kvtsim_test::FailedCheck([&] { in.PrepRead(0); }), "requestedLength > 0");
@@ -178,7 +147,7 @@ TEST_F(BufferStreamTest, LocatorsNeedADirectoryThatListsTheirPool) {
   EXPECT_THROW(Externalize(out, later.Pool().Start()), KVTSimExcCantExternalizeLoc);
   EXPECT_NO_THROW(Externalize(out, pool_.Start())) << "the failed request used no bytes";
 
-  std::string badSlot = std::string(8, '\0') + kvtsim_test::U32(7);
+  std::string badSlot = std::string(8, '\0') + U32(7);
   KVTSimRpm_BStreamReadBuffer in(badSlot.data(), badSlot.size(), pool_);
   KVTSimRpm_Locator target;
   EXPECT_EQ(kvtsim_test::FailedCheck([&] { Internalize(in, target); }),

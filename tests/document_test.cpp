@@ -129,11 +129,8 @@ TEST_F(DocumentTest, PublicHandlesForwardAndShare) {
   EXPECT_TRUE(kvtsim_test::FailsCheck([&] { directory.GetGUID(); }));
 }
 
-TEST_F(DocumentTest, DocumentWithoutImplementationRaisesValidationFailure) {
-  EXPECT_THROW(Doc document(nullptr), KVTSimExcValidationFailure);
-}
-
 TEST_F(DocumentTest, SignatureGivenAsStringViewMustHoldExactlyFourBytes) {
+  EXPECT_THROW(Doc document(nullptr), KVTSimExcValidationFailure);
   EXPECT_THROW(Doc(std::string_view("TH")), KVTSimExcValidationFailure);
   EXPECT_THROW(Doc(std::string_view("THRMAL")), KVTSimExcValidationFailure);
   EXPECT_THROW(Doc(std::string_view()), KVTSimExcValidationFailure);

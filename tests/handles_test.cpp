@@ -8,6 +8,7 @@
 #include "KVTBasMem.h"
 #include "KVTSimRpm_StrongRef.h"
 #include "KVTSimRpm_WeakRef.h"
+#include "kvtsim_test_util.h"
 
 struct KVTSimRpm_RefTestPeer {
   template <class Handle>
@@ -57,21 +58,6 @@ class HandlesTest : public testing::Test {
  protected:
   void SetUp() override { Tracked::alive = Tracked::destroyed = 0; }
   void TearDown() override { EXPECT_EQ(Tracked::alive, 0) << "object leaked"; }
-
-  // Captures the one-line report of a failed check. A null expression
-  // accepts any: the text of a check of the library's own choosing.
-  void ExpectCheckFails(void (*f)(), char const* expression) {
-    testing::internal::CaptureStderr();
-    try {
-      f();
-      ADD_FAILURE() << "no check failed";
-    } catch (KVTBasAssertException const& e) {
-      if (expression != nullptr) {
-        EXPECT_STREQ(e.Expression(), expression);
-      }
-    }
-    testing::internal::GetCapturedStderr();
-  }
 };
 
 }  // namespace
@@ -152,18 +138,12 @@ TEST_F(HandlesTest, ObjectIdentityOutlivesTheObjectsAddress) {
 }
 
 TEST_F(HandlesTest, MisuseFailsTheDocumentedChecks) {
-  ExpectCheckFails([] { Strong().Get(); }, "mPointer && mCounter");
-  ExpectCheckFails([] { (void)Weak().operator->(); }, "mPointer && mCounter");
-  ExpectCheckFails(
-      [] {
-        Weak weak;
-        {
-          Strong strong(new Tracked);
-          weak = strong;
-        }
-        (void)*weak;
-      },
-      nullptr);
-  ExpectCheckFails([] { Strong(static_cast<Tracked*>(nullptr)); },
-                   "(mPointer && mCounter) || (!mPointer && !mCounter)");
+  using kvtsim_test::FailedCheck;
+  EXPECT_EQ(FailedCheck([] { Strong().Get(); }), "mPointer && mCounter");
+  EXPECT_EQ(FailedCheck([] { (void)Weak().operator->(); }), "mPointer && mCounter");
+  Weak dead;
+  dead = Strong(new Tracked);
+  EXPECT_TRUE(kvtsim_test::FailsCheck([&] { (void)*dead; }));
+  EXPECT_EQ(FailedCheck([] { Strong(static_cast<Tracked*>(nullptr)); }),
+            "(mPointer && mCounter) || (!mPointer && !mCounter)");
 }

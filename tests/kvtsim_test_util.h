@@ -10,9 +10,14 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "KVTBasAssertException.h"
+#include "KVTSimExc.h"
+#include "KVTSimRpm_BStreamRead.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_File.h"
 #include "KVTSimRpm_PoolHeader.h"
@@ -68,6 +73,23 @@ inline void WriteBytes(std::string const& file, std::string const& bytes) {
   std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
 }
 
+// n bytes of a pseudo-random pattern chosen by seed.
+inline std::string RandomBytes(std::size_t n, unsigned seed) {
+  std::mt19937 random(seed);
+  std::string bytes(n, '\0');
+  for (char& c : bytes)
+    c = static_cast<char>(random());
+  return bytes;
+}
+
+// Writes a file of one pool whose data is data, with user signature "USR1".
+inline void WriteOnePool(KVTString const& name, std::string const& data) {
+  KVTSimRpm_Document document("USR1");
+  KVTSimRpm_File file = document.AddFile(name, KVTSimRpm_Document::AccessWrite);
+  file.Allocate(data.size()).Write(data.size(), data.data());
+  document.Close();
+}
+
 // Overwrites bytes of the file at offset (the file keeps its other bytes).
 inline void Patch(std::string const& file, std::size_t offset, std::string const& bytes) {
   std::string all = ReadBytes(file);
@@ -114,6 +136,52 @@ std::string FailedCheck(Fn fn) {
 template <typename Fn>
 bool FailsCheck(Fn fn) {
   return FailedCheck(fn) != "(none)";
+}
+
+// A stream of a caller's own: it forwards only the required operations, so
+// the library cannot look ahead in it, and records each PrepRead length.
+class ForwardingStream : public KVTSimRpm_BStreamRead {
+ public:
+  explicit ForwardingStream(KVTSimRpm_BStreamRead& inner) : inner_(inner) {}
+
+  using KVTSimRpm_BStreamRead::Read;
+  char const* PrepRead(unsigned long long length) override {
+    requests.push_back(length);
+    return inner_.PrepRead(length);
+  }
+  void Read(char* buffer, unsigned int length) override { inner_.Read(buffer, length); }
+  KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner_.SourceDir(); }
+  KVTSimRpm_MemoryPool* IMPool() const override { return inner_.IMPool(); }
+
+  std::vector<unsigned long long> requests;
+
+ private:
+  KVTSimRpm_BStreamRead& inner_;
+};
+
+// The numbers a short-stream error carries: needed and available bytes, or
+// requested bytes and capacity.
+inline std::pair<unsigned long long, unsigned long long> NumbersOf(KVTSimExcShortBuffer const& e) {
+  return {e.Needed(), e.Available()};
+}
+inline std::pair<unsigned long long, unsigned long long> NumbersOf(
+    KVTSimExcRequestTooBig const& e) {
+  return {e.Requested(), e.Capacity()};
+}
+
+// Success when fn raises Error (KVTSimExcShortBuffer or KVTSimExcRequestTooBig)
+// carrying these two numbers.
+template <typename Error, typename Fn>
+testing::AssertionResult Raises(Fn fn, unsigned long long first, unsigned long long second) {
+  try {
+    fn();
+  } catch (Error const& e) {
+    if (NumbersOf(e) == std::make_pair(first, second))
+      return testing::AssertionSuccess();
+    return testing::AssertionFailure()
+           << "raised with " << NumbersOf(e).first << ", " << NumbersOf(e).second;
+  }
+  return testing::AssertionFailure() << "nothing raised";
 }
 
 }  // namespace kvtsim_test

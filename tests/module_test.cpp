@@ -37,14 +37,6 @@ class ModuleTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(ModuleTest, LoadedModuleOnlyCountsFurtherInitialisations) {
-  int tally = 0;
-  KVTSimPoolManager_initialize(tally);
-  KVTSimPoolManager_finalize(tally);
-  EXPECT_EQ(tally, 0);
-  EXPECT_TRUE(gEvents.empty());
-}
-
 TEST_F(ModuleTest, TakeDownAndBringUpRunInReverseOrdersWithNineEach) {
   int tally = 0;
   KVTSimPoolManager_finalize(tally);  // ends the load-time initialisation

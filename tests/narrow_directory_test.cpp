@@ -84,7 +84,6 @@ TEST_F(NarrowDirectoryTest, EachWayOfMakingAPoolStoresItselfThenTheNamedPools) {
   results.NewPool(nullptr);
   Ids expectedWide = {IdOf(results.Pool()), meshIds_[0],  meshIds_[1],
                       expected0[0],         expected1[0], forced};
-  // CreateGenerated.
   KVTSimRpm_File generated = document.CreateGenerated(dir_.Name(""), "gen", {nodes});
   Ids expectedGenerated = {IdOf(generated.Pool()), meshIds_[0]};
   document.Close();

@@ -2,9 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <string>
 
 #include "KVTSimExc.h"
@@ -18,25 +15,14 @@ std::string const kSignature = kvtsim_test::FormatSignature();
 
 class ProbeTest : public testing::Test {
  protected:
-  void SetUp() override {
-    char pattern[] = "/tmp/kvtsim-probe-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern), nullptr);
-    dir_ = pattern;
-  }
-  void TearDown() override { std::system(("rm -rf '" + dir_ + "'").c_str()); }
-
   // Writes a file of the given bytes and returns its name.
   KVTString Make(std::string const& bytes) {
-    std::string name = dir_ + "/f" + std::to_string(files_++);
-    std::ofstream(name, std::ios::binary) << bytes;
+    std::string name = dir_.File("f" + std::to_string(files_++));
+    kvtsim_test::WriteBytes(name, bytes);
     return KVTString(name.c_str());
   }
-  // A file that begins like a pool header of the given version, then more data.
-  KVTString WithVersion(unsigned char version) {
-    return Make(kSignature + std::string(1, static_cast<char>(version)) + "rest of header");
-  }
 
-  std::string dir_;
+  kvtsim_test::TempDir dir_;
   int files_ = 0;
 };
 
@@ -55,7 +41,8 @@ TEST_F(ProbeTest, VersionByteSelectsTheGeneration) {
                      {0, Doc::FileTypeNotSim, true},   {0x80, Doc::FileTypeNotSim, true},
                      {0xFF, Doc::FileTypeNotSim, true}};
   for (Case const& c : cases) {
-    KVTString name = WithVersion(c.version);
+    // A file that begins like a pool header of this version, then more data.
+    KVTString name = Make(kSignature + static_cast<char>(c.version) + "rest of header");
     EXPECT_EQ(Doc::GetFileType(name), c.type) << "version " << int{c.version};
     EXPECT_EQ(Doc::BinaryUpgradeRequired(name), c.upgrade) << "version " << int{c.version};
   }
@@ -79,13 +66,14 @@ TEST_F(ProbeTest, ShortFilesAreNotContainerFiles) {
   }
   try {
     Doc::BinaryUpgradeRequired(Make(kSignature));
+    ADD_FAILURE() << "no error";
   } catch (KVTSimExcNotSimFile const& e) {
     EXPECT_NE(std::string(e.File()).find("KVTSimRpm_DocumentImpl"), std::string::npos);
   }
 }
 
 TEST_F(ProbeTest, MissingFilePassesTheOpenErrorThrough) {
-  std::string missing = dir_ + "/absent.sim";
+  std::string missing = dir_.File("absent.sim");
   try {
     Doc::GetFileType(KVTString(missing.c_str()));
     ADD_FAILURE() << "no error";
@@ -95,5 +83,5 @@ TEST_F(ProbeTest, MissingFilePassesTheOpenErrorThrough) {
   }
   EXPECT_THROW(Doc::BinaryUpgradeRequired(KVTString(missing.c_str())), KVTSimUttOSError);
   // A directory opens but cannot be read as a file.
-  EXPECT_THROW(Doc::GetFileType(KVTString(dir_.c_str())), KVTSimUttOSError);
+  EXPECT_THROW(Doc::GetFileType(KVTString(dir_.Path().c_str())), KVTSimUttOSError);
 }

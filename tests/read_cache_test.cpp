@@ -17,16 +17,9 @@
 namespace {
 
 using Doc = KVTSimRpm_Document;
+using kvtsim_test::RandomBytes;
 constexpr std::uint64_t kBlock = KVTSimRpm_BlockCache::kBlockSize;
 constexpr std::uint64_t kHeader = 48 + 32;  // first pool: one directory entry
-
-std::string Pattern(std::size_t n, unsigned seed) {
-  std::mt19937 random(seed);
-  std::string bytes(n, '\0');
-  for (char& c : bytes)
-    c = static_cast<char>(random());
-  return bytes;
-}
 
 KVTSimRpm_BlockCache::Counters CountsOf(KVTSimRpm_File const& file) {
   return file.Pool().Impl()->File().Cache().Count();
@@ -48,13 +41,7 @@ std::string ReadAt(KVTSimRpm_Locator const& at, std::uint64_t length) {
 
 class ReadCacheTest : public testing::Test {
  protected:
-  // A file of one pool holding data.
-  void WriteFile(std::string const& data) {
-    Doc document("USR1");
-    KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
-    file.Allocate(data.size()).Write(data.size(), data.data());
-    document.Close();
-  }
+  void WriteFile(std::string const& data) { kvtsim_test::WriteOnePool(dir_.Name("a.sim"), data); }
 
   std::string Path() const { return dir_.File("a.sim"); }
 
@@ -64,7 +51,7 @@ class ReadCacheTest : public testing::Test {
 }  // namespace
 
 TEST_F(ReadCacheTest, SmallReadsMatchTheFileWhileBlocksComeAndGo) {
-  std::string const data = Pattern(1 << 20, 1);
+  std::string const data = RandomBytes(1 << 20, 1);
   WriteFile(data);
   Doc document("USR1");
   EXPECT_EQ(document.ReadCacheLimit(), Doc::kDefaultReadCacheLimit);
@@ -94,7 +81,7 @@ TEST_F(ReadCacheTest, SmallReadsMatchTheFileWhileBlocksComeAndGo) {
 }
 
 TEST_F(ReadCacheTest, WritesThroughTheDocumentReachCachedBlocks) {
-  std::string data = Pattern(64 * 1024, 3);
+  std::string data = RandomBytes(64 * 1024, 3);
   WriteFile(data);
   Doc document("USR1");
   KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessUpdate);
@@ -112,7 +99,7 @@ TEST_F(ReadCacheTest, WritesThroughTheDocumentReachCachedBlocks) {
   std::mt19937 random(4);
   for (std::uint64_t length : {7ull, 3000ull, 20000ull}) {
     std::uint64_t offset = random() % (data.size() - length);
-    std::string bytes = Pattern(length, static_cast<unsigned>(length));
+    std::string bytes = RandomBytes(length, static_cast<unsigned>(length));
     (start + offset).Write(length, bytes.data());
     data.replace(offset, length, bytes);
   }
@@ -120,7 +107,7 @@ TEST_F(ReadCacheTest, WritesThroughTheDocumentReachCachedBlocks) {
     expectSame(offset, 2000);
 
   // The pool grows: bytes appended past the end join the last, partial block.
-  std::string more = Pattern(5000, 5);
+  std::string more = RandomBytes(5000, 5);
   file.Allocate(more.size()).Write(more.size(), more.data());
   data += more;
   for (std::uint64_t offset = data.size() - 9000; offset < data.size(); offset += 700)
@@ -130,7 +117,7 @@ TEST_F(ReadCacheTest, WritesThroughTheDocumentReachCachedBlocks) {
 // Both ways of keeping blocks: the whole file (it fits the default limit; a
 // miss fills 64 KiB) and a few reused blocks.
 TEST_F(ReadCacheTest, AFileCutUnderneathNeverCrashesTheReader) {
-  std::string const data = Pattern(1 << 20, 6);
+  std::string const data = RandomBytes(1 << 20, 6);
   for (std::uint64_t limit : {Doc::kDefaultReadCacheLimit, 8 * kBlock}) {
     SCOPED_TRACE(limit);
     WriteFile(data);

@@ -21,6 +21,8 @@
 
 namespace {
 
+using kvtsim_test::Raises;
+
 template <typename T>
 std::uint64_t BitsOf(T value) {
   std::uint64_t bits = 0;
@@ -74,30 +76,6 @@ class StoredValuesTest : public kvtsim_test::WritableFileTest {
   }
 };
 
-// A stream of a caller's own that serves PrepRead only, recording requests.
-class RecordingStream : public KVTSimRpm_BStreamRead {
- public:
-  explicit RecordingStream(KVTSimRpm_BStreamRead& inner) : inner_(inner) {}
-
-  using KVTSimRpm_BStreamRead::Read;
-  char const* PrepRead(unsigned long long length) override {
-    requests.push_back(length);
-    return inner_.PrepRead(length);
-  }
-  void Read(char* buffer, unsigned int length) override { inner_.Read(buffer, length); }
-  KVTSimRpm_PoolDirectoryImpl const& SourceDir() const override { return inner_.SourceDir(); }
-  KVTSimRpm_MemoryPool* IMPool() const override { return inner_.IMPool(); }
-
-  std::vector<unsigned long long> requests;
-
- private:
-  KVTSimRpm_BStreamRead& inner_;
-};
-
-}  // namespace
-
-namespace {
-
 // Writes value through a buffer stream, expects its stored bytes, reads it
 // back and expects the same bits; a further read finds the end.
 template <typename T>
@@ -136,13 +114,7 @@ TEST_F(StoredValuesTest, BufferStreamsCheckTheWholeArrayFirst) {
   char buffer[36];
   KVTSimRpm_BStreamWriteBuffer out(buffer, sizeof buffer);
   Externalize(out, 5);
-  try {
-    ExternalizeArray(out, values);
-    ADD_FAILURE() << "40 bytes written into 32";
-  } catch (KVTSimExcShortBuffer const& e) {
-    EXPECT_EQ(e.Needed(), 40u);
-    EXPECT_EQ(e.Available(), 32u);
-  }
+  EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { ExternalizeArray(out, values); }, 40, 32));
   ExternalizeArray(out, values.data(), 4);  // the position did not move: exactly fills
   EXPECT_EQ(std::string(buffer + 4, 32),
             LittleEndian(std::vector<double>(values.begin(), values.begin() + 4)));
@@ -204,13 +176,7 @@ TEST_F(StoredValuesTest, LengthLimitsAreCheckedForTheWholeArray) {
   {
     KVTSimRpm_BStreamWriteLocator out(start, 2 + 4 * 4, 16);
     Externalize(out, std::int16_t{4});
-    try {
-      ExternalizeArray(out, values);
-      ADD_FAILURE() << "wrote past the limit";
-    } catch (KVTSimExcShortBuffer const& e) {
-      EXPECT_EQ(e.Needed(), 22u);
-      EXPECT_EQ(e.Available(), 18u);
-    }
+    EXPECT_TRUE(Raises<KVTSimExcShortBuffer>([&] { ExternalizeArray(out, values); }, 22, 18));
     ExternalizeArray(out, values.data(), 4);
     out.Flush();
   }
@@ -235,13 +201,9 @@ TEST_F(StoredValuesTest, APoolEndingPartWayLeavesTheStreamAfterTheLastWholeValue
   KVTSimRpm_Locator const start = Store(LittleEndian(values) + "xyz");
   KVTSimRpm_BStreamReadLocator in(start, 0, 32);
   std::vector<double> back(12, 9.0);
-  try {
-    InternalizeArray(in, back.data(), back.size());
-    ADD_FAILURE() << "read past the pool";
-  } catch (KVTSimExcRequestTooBig const& e) {
-    EXPECT_EQ(e.Requested(), 8u);  // one value
-    EXPECT_EQ(e.Capacity(), 3u);   // what was left
-  }
+  // The request is for one value; three bytes are left.
+  EXPECT_TRUE(Raises<KVTSimExcRequestTooBig>(
+      [&] { InternalizeArray(in, back.data(), back.size()); }, 8, 3));
   std::vector<double> expected = values;
   expected.push_back(9.0);
   expected.push_back(9.0);
@@ -288,7 +250,7 @@ TEST_F(StoredValuesTest, AppendStreamAppendsArraysThroughItsBuffer) {
 TEST_F(StoredValuesTest, AStreamOfTheCallersOwnIsServedOneValueAtATime) {
   std::string const bytes = LittleEndian(std::vector<double>{1.5, 2.5, 3.5});
   KVTSimRpm_BStreamReadBuffer memory(bytes.data(), bytes.size());
-  RecordingStream in(memory);
+  kvtsim_test::ForwardingStream in(memory);
   std::vector<double> back;
   InternalizeArray(in, back, 3);
   EXPECT_EQ(back, (std::vector<double>{1.5, 2.5, 3.5}));

@@ -52,32 +52,9 @@ void Work(int thread, std::vector<KVTSimRpm_Locator> const& pieces, std::atomic<
 
 class ThreadsTest : public testing::Test {
  protected:
-  // One file of kPools pools, each with room for kThreadsPerPool ranges.
-  // Returns the start of each pool's data; all but the last pool are frozen,
-  // and their data is written in place.
-  std::vector<KVTSimRpm_Locator> MakePools(KVTSimRpm_File& file) {
-    std::vector<KVTSimRpm_Locator> starts;
-    for (int pool = 0; pool < kPools; ++pool) {
-      if (pool > 0)
-        file.NewPool(nullptr);
-      starts.push_back(file.Allocate(kThreadsPerPool * kRange));
-    }
-    return starts;
-  }
-
-  // The piece locators of every thread, made before any thread runs.
-  static std::vector<std::vector<KVTSimRpm_Locator>> PieceLocators(
-      std::vector<KVTSimRpm_Locator> const& starts) {
-    std::vector<std::vector<KVTSimRpm_Locator>> all;
-    for (int thread = 0; thread < kPools * kThreadsPerPool; ++thread) {
-      KVTSimRpm_Locator range =
-          starts[thread / kThreadsPerPool] + (thread % kThreadsPerPool) * kRange;
-      std::vector<KVTSimRpm_Locator> pieces;
-      for (int piece = 0; piece < kPieces; ++piece)
-        pieces.push_back(range + piece * kPiece);
-      all.push_back(pieces);
-    }
-    return all;
+  // The start of a thread's range: each pool holds kThreadsPerPool ranges.
+  static KVTSimRpm_Locator RangeOf(KVTSimRpm_File const& file, int thread) {
+    return file.Pool(thread / kThreadsPerPool).Start() + (thread % kThreadsPerPool) * kRange;
   }
 
   // Every thread's last round, read through a reader of the closed file.
@@ -86,8 +63,7 @@ class ThreadsTest : public testing::Test {
     KVTSimRpm_File file = reader.AddFile(dir_.Name("a.sim"), Doc::AccessRead);
     ASSERT_EQ(file.PoolCount(), static_cast<unsigned>(kPools));
     for (int thread = 0; thread < kPools * kThreadsPerPool; ++thread) {
-      KVTSimRpm_Locator range =
-          file.Pool(thread / kThreadsPerPool).Start() + (thread % kThreadsPerPool) * kRange;
+      KVTSimRpm_Locator range = RangeOf(file, thread);
       std::string expected;
       for (int piece = 0; piece < kPieces; ++piece)
         expected += Pattern(thread, kRounds - 1, piece);
@@ -105,7 +81,18 @@ class ThreadsTest : public testing::Test {
 TEST_F(ThreadsTest, ConcurrentTransfersThroughDifferentPoolsLandWhereTheyBelong) {
   Doc document("USR1");
   KVTSimRpm_File file = document.AddFile(dir_.Name("a.sim"), Doc::AccessWrite);
-  std::vector<std::vector<KVTSimRpm_Locator>> pieces = PieceLocators(MakePools(file));
+  // All but the last pool are frozen: their data is written in place.
+  for (int pool = 0; pool < kPools; ++pool) {
+    if (pool > 0)
+      file.NewPool(nullptr);
+    file.Allocate(kThreadsPerPool * kRange);
+  }
+  // The piece locators of every thread, made before any thread runs.
+  std::vector<std::vector<KVTSimRpm_Locator>> pieces(kPools * kThreadsPerPool);
+  for (int thread = 0; thread < kPools * kThreadsPerPool; ++thread) {
+    for (int piece = 0; piece < kPieces; ++piece)
+      pieces[thread].push_back(RangeOf(file, thread) + piece * kPiece);
+  }
   std::atomic<int> mismatches{0};
   std::vector<std::thread> threads;
   for (int thread = 0; thread < kPools * kThreadsPerPool; ++thread)
@@ -128,16 +115,9 @@ class ConcurrentReadersTest : public ThreadsTest,
 TEST_P(ConcurrentReadersTest, ShareTheReadCache) {
   constexpr std::size_t kData = 1 << 20;
   constexpr int kReaders = 4;
-  std::string data(kData, '\0');
-  std::mt19937 random(9);
-  for (char& c : data)
-    c = static_cast<char>(random());
-  {
-    Doc writer("USR1");
-    KVTSimRpm_File file = writer.AddFile(dir_.Name("r.sim"), Doc::AccessWrite);
-    file.Allocate(kData).Write(kData, data.data());
-    writer.Close();
-  }
+  std::string const data = kvtsim_test::RandomBytes(kData, 9);
+  kvtsim_test::WriteOnePool(dir_.Name("r.sim"), data);
+  std::mt19937 random(10);
   Doc document("USR1");
   document.SetReadCacheLimit(GetParam());
   KVTSimRpm_File file = document.AddFile(dir_.Name("r.sim"), Doc::AccessRead);
