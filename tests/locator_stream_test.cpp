@@ -6,7 +6,6 @@
 #include <climits>
 #include <cstring>
 #include <string>
-#include <utility>
 
 #include "KVTSimExc.h"
 #include "KVTSimRpm_BStreamReadLocator.h"
@@ -18,29 +17,7 @@
 namespace {
 
 using Doc = KVTSimRpm_Document;
-using Numbers = std::pair<unsigned, unsigned>;
-
-Numbers NumbersOf(KVTSimExcShortBuffer const& e) {
-  return {e.Needed(), e.Available()};
-}
-Numbers NumbersOf(KVTSimExcRequestTooBig const& e) {
-  return {e.Requested(), e.Capacity()};
-}
-
-// Success when action raises Error with these numbers: needed and available
-// bytes, or requested bytes and capacity.
-template <typename Error, typename Action>
-testing::AssertionResult Raises(Action action, unsigned first, unsigned second) {
-  try {
-    action();
-  } catch (Error const& e) {
-    if (NumbersOf(e) == Numbers(first, second))
-      return testing::AssertionSuccess();
-    return testing::AssertionFailure()
-           << "raised with " << NumbersOf(e).first << ", " << NumbersOf(e).second;
-  }
-  return testing::AssertionFailure() << "nothing raised";
-}
+using kvtsim_test::Raises;
 
 class LocatorStreamTest : public testing::Test {
  protected:
