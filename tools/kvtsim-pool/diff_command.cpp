@@ -193,19 +193,20 @@ bool DiffCommand::ComparePools(std::string const& label, Pool const& a, Pool con
 std::optional<std::uint64_t> DiffCommand::FirstDifference(std::uint64_t a, std::uint64_t lengthA,
                                                           std::uint64_t b, std::uint64_t lengthB) {
   std::uint64_t const common = std::min(lengthA, lengthB);
-  std::vector<char> bufferA(kChunk);
-  std::vector<char> bufferB(kChunk);
+  mBufferA.resize(kChunk);
+  mBufferB.resize(kChunk);
   for (std::uint64_t done = 0; done < common;) {
     std::uint64_t const want = std::min(common - done, kChunk);
     mCurrent = mA.path;
-    std::uint64_t const gotA = mA.walker->Read(a + done, want, bufferA.data());
+    std::uint64_t const gotA = mA.walker->Read(a + done, want, mBufferA.data());
     mCurrent = mB.path;
-    std::uint64_t const gotB = mB.walker->Read(b + done, want, bufferB.data());
+    std::uint64_t const gotB = mB.walker->Read(b + done, want, mBufferB.data());
     // Both lie inside their files; a file that shrank since the walk ends the comparison.
     std::uint64_t const got = std::min(gotA, gotB);
-    auto const mismatch = std::mismatch(bufferA.begin(), bufferA.begin() + got, bufferB.begin());
-    if (mismatch.first != bufferA.begin() + got || got < want)
-      return done + static_cast<std::uint64_t>(mismatch.first - bufferA.begin());
+    auto const endA = mBufferA.begin() + static_cast<std::ptrdiff_t>(got);
+    auto const mismatch = std::mismatch(mBufferA.begin(), endA, mBufferB.begin());
+    if (mismatch.first != endA || got < want)
+      return done + static_cast<std::uint64_t>(mismatch.first - mBufferA.begin());
     done += got;
   }
   if (lengthA != lengthB)

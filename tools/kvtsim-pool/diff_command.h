@@ -81,6 +81,9 @@ class DiffCommand : public Command {
   std::string mBy = "index";
   std::string mAs;
   std::string mCurrent;
+  // Comparison buffers, one chunk each, kept for every pool compared.
+  std::vector<char> mBufferA;
+  std::vector<char> mBufferB;
   Side mA;
   Side mB;
 };
