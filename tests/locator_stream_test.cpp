@@ -53,15 +53,6 @@ TEST_F(LocatorStreamTest, LimitAndChunkBoundRequests) {
   EXPECT_THROW(KVTSimRpm_BStreamReadLocator(start_, 0, 1ull << 32), KVTSimExcRequestTooBig);
 }
 
-TEST_F(LocatorStreamTest, PrepReadPastTheFileEndRaisesWithTheBytesLeft) {
-  document_.Close();
-  Doc reader("USR1");
-  KVTSimRpm_File file = reader.AddFile(Name(), Doc::AccessRead);
-  KVTSimRpm_BStreamReadLocator tail(file.Pool().End() - 10, 0, 16);
-  EXPECT_EQ(tail.PrepRead(8)[0], data_[190]);
-  EXPECT_TRUE(Raises<KVTSimExcRequestTooBig>([&] { tail.PrepRead(8); }, 8, 2));
-}
-
 TEST_F(LocatorStreamTest, TruncatedStringsRaiseWithTheWholeStringsNumbersAndTakeNothing) {
   // At the end of the pool: a length field, then ten of the bytes it claims.
   auto storeTruncated = [this](std::uint32_t length) {
