@@ -5,7 +5,9 @@
 #include <memory>
 #include <string>
 
+#include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "kvtsim_test_util.h"
 
 namespace {
@@ -59,12 +61,18 @@ TEST_F(LocatorTest, OrderingAcrossPoolsFailsSamePool) {
   EXPECT_EQ(kvtsim_test::FailedCheck([&] { (void)(first - second); }), "SamePool(that)");
 }
 
-TEST_F(LocatorTest, IdentifierOutlivesTheClosedFile) {
+TEST_F(LocatorTest, IdentifierOutlivesTheClosedFileButTheBytesDoNot) {
   KVTSimRpm_Locator at = file_->Allocate(4);
   KVTString id = file_->Pool().GetGUID();
+  EXPECT_EQ(at.Directory()->GetGUID(), id);
+  EXPECT_FALSE(at.ReadOnly());
   document_.Close(*file_);
   EXPECT_EQ(at.GetGUID(), id);
   EXPECT_FALSE(at.Null());
+  char byte;
+  EXPECT_THROW(at.Read(1, &byte), KVTSimExcCantDerefLocator);
+  EXPECT_THROW(at.Write(1, "x"), KVTSimExcCantDerefLocator);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { at.ReadOnly(); }), "mPointer && mCounter");
 }
 
 TEST_F(LocatorTest, LocatorOfAGoneMapNeverMatchesANewMapAtTheSameAddress) {

@@ -9,7 +9,6 @@
 #include "KVTSimRpm_BStreamWriteLocator.h"
 #include "KVTSimRpm_Document.h"
 #include "KVTSimRpm_MemoryPool.h"
-#include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "kvtsim_test_util.h"
 
 namespace {
@@ -94,17 +93,6 @@ TEST_F(MemoryPoolTest, LocatorsReadFromAnOverlaidStreamInheritTheOverlay) {
   char byte = 0;
   EXPECT_EQ(back.Read(1, &byte), 1u);
   EXPECT_EQ(byte, data_[7]);
-}
-
-TEST_F(MemoryPoolTest, LocatorOfAClosedFileCannotBeDereferenced) {
-  KVTSimRpm_Locator at = start_ + 5;
-  EXPECT_FALSE(at.ReadOnly());
-  EXPECT_EQ(at.Directory()->GetGUID(), file_.Pool().GetGUID());
-  document_.Close(file_);
-  char byte;
-  EXPECT_THROW(at.Read(1, &byte), KVTSimExcCantDerefLocator);
-  EXPECT_THROW(at.Write(1, "x"), KVTSimExcCantDerefLocator);
-  EXPECT_EQ(FailedCheck([&] { at.ReadOnly(); }), "mPointer && mCounter");
 }
 
 TEST_F(MemoryPoolTest, OverlayWriteOnAReadOnlyFileIsRefusedByThePoolAfterTheCopy) {
