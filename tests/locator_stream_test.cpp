@@ -19,21 +19,15 @@ namespace {
 using Doc = KVTSimRpm_Document;
 using kvtsim_test::Raises;
 
-class LocatorStreamTest : public testing::Test {
+// a.sim holds 200 bytes of data at start_.
+class LocatorStreamTest : public kvtsim_test::WritableFileTest {
  protected:
-  LocatorStreamTest() : document_("USR1"), file_(document_.AddFile(Name(), Doc::AccessWrite)) {
-    data_.resize(200);
-    for (std::size_t i = 0; i < data_.size(); ++i)
-      data_[i] = static_cast<char>(i);
-    start_ = file_.Allocate(data_.size());
+  LocatorStreamTest() : data_(kvtsim_test::RandomBytes(200, 1)), start_(file_.Allocate(200)) {
     start_.Write(data_.size(), data_.data());
   }
 
   KVTString Name() { return dir_.Name("a.sim"); }
 
-  kvtsim_test::TempDir dir_;
-  Doc document_;
-  KVTSimRpm_File file_;
   std::string data_;
   KVTSimRpm_Locator start_;
 };
