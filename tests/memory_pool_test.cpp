@@ -18,17 +18,12 @@ using kvtsim_test::FailedCheck;
 
 class MemoryPoolTest : public kvtsim_test::WritableFileTest {
  protected:
-  MemoryPoolTest() {
-    std::string data(1200, '\0');
-    for (std::size_t i = 0; i < data.size(); ++i)
-      data[i] = static_cast<char>(i % 251);
-    start_ = file_.Allocate(data.size());
-    start_.Write(data.size(), data.data());
-    data_ = data;
+  MemoryPoolTest() : data_(kvtsim_test::RandomBytes(1200, 1)), start_(file_.Allocate(1200)) {
+    start_.Write(data_.size(), data_.data());
   }
 
-  KVTSimRpm_Locator start_;
   std::string data_;
+  KVTSimRpm_Locator start_;
 };
 
 }  // namespace
