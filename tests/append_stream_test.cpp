@@ -31,13 +31,7 @@ TEST_F(AppendStreamTest, EachFlushAllocatesExactlyWhatItAppends) {
   std::memcpy(out.PrepWrite(12), "PREPWRITE-12", 12);
   std::memcpy(out.PrepWrite(12), "second-12...", 12);
   EXPECT_EQ(file_.Pool().Length(), 32u);
-  try {
-    out.PrepWrite(17);
-    ADD_FAILURE() << "request larger than the chunk";
-  } catch (KVTSimExcRequestTooBig const& e) {
-    EXPECT_EQ(e.Requested(), 17u);
-    EXPECT_EQ(e.Capacity(), 16u);
-  }
+  EXPECT_TRUE(kvtsim_test::Raises<KVTSimExcRequestTooBig>([&] { out.PrepWrite(17); }, 17, 16));
   EXPECT_EQ(PoolData(), "0123456789abcdefghijPREPWRITE-12second-12...");
   out.Flush();  // nothing pending: no change, the invariant holds
   EXPECT_EQ(file_.Pool().Length(), 44u);

@@ -2,27 +2,18 @@
 
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
+#include "KVTSimExc.h"
 #include "KVTSimRpm_Document.h"
+#include "KVTSimRpm_PoolDirectoryImpl.h"
 #include "kvtsim_test_util.h"
 
 namespace {
 
 using Doc = KVTSimRpm_Document;
 
-class LocatorTest : public testing::Test {
- protected:
-  LocatorTest() : document_("USR1") {
-    file_ =
-        std::make_unique<KVTSimRpm_File>(document_.AddFile(dir_.Name("a.sim"), Doc::AccessWrite));
-  }
-
-  kvtsim_test::TempDir dir_;
-  Doc document_;
-  std::unique_ptr<KVTSimRpm_File> file_;
-};
+using LocatorTest = kvtsim_test::WritableFileTest;
 
 }  // namespace
 
@@ -30,12 +21,12 @@ TEST_F(LocatorTest, DefaultLocatorIsNullAndNeverSamePool) {
   KVTSimRpm_Locator none;
   EXPECT_TRUE(none.Null());
   EXPECT_FALSE(none.SamePool(none));
-  EXPECT_FALSE(file_->Start().SamePool(none));
+  EXPECT_FALSE(file_.Start().SamePool(none));
   EXPECT_EQ(kvtsim_test::FailedCheck([&] { (void)(none == none); }), "mPointer && mCounter");
 }
 
 TEST_F(LocatorTest, ArithmeticIsModuloTwoToThe64) {
-  KVTSimRpm_Locator start = file_->Allocate(100);
+  KVTSimRpm_Locator start = file_.Allocate(100);
   KVTSimRpm_Locator ten = start + 10;
   EXPECT_EQ(ten.Offset(), 10u);
   EXPECT_EQ(KVTSimRpm_Locator(start, 10), ten);
@@ -50,25 +41,31 @@ TEST_F(LocatorTest, ArithmeticIsModuloTwoToThe64) {
 }
 
 TEST_F(LocatorTest, OrderingAcrossPoolsFailsSamePool) {
-  KVTSimRpm_Locator first = file_->Allocate(10);
-  file_->NewPool(nullptr);
-  KVTSimRpm_Locator second = file_->Pool().Start();
+  KVTSimRpm_Locator first = file_.Allocate(10);
+  file_.NewPool(nullptr);
+  KVTSimRpm_Locator second = file_.Pool().Start();
   EXPECT_FALSE(first.SamePool(second));
   EXPECT_FALSE(first == second);
   EXPECT_EQ(kvtsim_test::FailedCheck([&] { (void)(first < second); }), "SamePool(that)");
   EXPECT_EQ(kvtsim_test::FailedCheck([&] { (void)(first - second); }), "SamePool(that)");
 }
 
-TEST_F(LocatorTest, IdentifierOutlivesTheClosedFile) {
-  KVTSimRpm_Locator at = file_->Allocate(4);
-  KVTString id = file_->Pool().GetGUID();
-  document_.Close(*file_);
+TEST_F(LocatorTest, IdentifierOutlivesTheClosedFileButTheBytesDoNot) {
+  KVTSimRpm_Locator at = file_.Allocate(4);
+  KVTString id = file_.Pool().GetGUID();
+  EXPECT_EQ(at.Directory()->GetGUID(), id);
+  EXPECT_FALSE(at.ReadOnly());
+  document_.Close(file_);
   EXPECT_EQ(at.GetGUID(), id);
   EXPECT_FALSE(at.Null());
+  char byte;
+  EXPECT_THROW(at.Read(1, &byte), KVTSimExcCantDerefLocator);
+  EXPECT_THROW(at.Write(1, "x"), KVTSimExcCantDerefLocator);
+  EXPECT_EQ(kvtsim_test::FailedCheck([&] { at.ReadOnly(); }), "mPointer && mCounter");
 }
 
 TEST_F(LocatorTest, LocatorOfAGoneMapNeverMatchesANewMapAtTheSameAddress) {
-  KVTSimRpm_Locator old = file_->Allocate(10);
+  KVTSimRpm_Locator old = file_.Allocate(10);
   KVTSimRpm_PoolMap const* oldMap = old.Map().Peek();
   // Close until the allocator places a fresh map where the first one was.
   KVTSimRpm_Locator fresh;

@@ -114,26 +114,6 @@ TEST_F(MisuseTest, HandlesOfAClosedOrDestroyedDocumentRaise) {
   }
 }
 
-TEST_F(MisuseTest, FlushedStreamsOutliveTheirDocumentQuietly) {
-  {
-    Doc document("USR1");
-    KVTSimRpm_File file = document.AddFile(Name(), Doc::AccessWrite);
-    auto appender = std::make_unique<KVTSimRpm_BStreamAppendToPool>(file.Pool(), 16);
-    appender->Write("kept", 4);
-    appender->Flush();
-    auto writer = std::make_unique<KVTSimRpm_BStreamWriteLocator>(file.Pool().Start(), 0, 16);
-    writer->Write("KE", 2);
-    writer->Flush();
-    document.Close();
-    ExpectQuietDestruction(writer, appender);
-  }
-  Doc reader("USR1");
-  KVTSimRpm_Locator start = reader.AddFile(Name(), Doc::AccessRead).Pool().Start();
-  char bytes[4];
-  ASSERT_EQ(start.Read(4, bytes), 4u);
-  EXPECT_EQ(std::string(bytes, 4), "KEpt");
-}
-
 TEST_F(MisuseTest, HandlesOfAReplacedEmptyPoolRaise) {
   Doc document("USR1");
   KVTSimRpm_File file = document.AddFile(Name(), Doc::AccessWrite);

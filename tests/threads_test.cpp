@@ -1,9 +1,7 @@
-// Several threads read and write byte ranges of one file through locators
-// into different pools at once, and read one read-only file through its
-// block cache at once. Only the byte transfers of a file are safe across
-// threads (its mutex serialises each seek and transfer, the cache's lock each
-// cache access); every other object is used by one thread, so each thread
-// gets its locators before the threads start.
+// Threads transferring bytes of one file through locators at once: writes
+// and reads into different pools, and reads through the block cache. Only a
+// file's byte transfers are safe across threads, so each thread gets its
+// locators before the threads start.
 
 #include <gtest/gtest.h>
 
@@ -105,10 +103,9 @@ TEST_F(ThreadsTest, ConcurrentTransfersThroughDifferentPoolsLandWhereTheyBelong)
   ExpectLastRoundOnDisk();
 }
 
-// Random small reads by several threads through the read cache, kept whole
-// (the file fits the default limit; filled blocks are read without a lock)
-// and kept as a few blocks far fewer than the file's, so that blocks are
-// fetched and reused under each other's feet.
+// Random small reads through a cache holding the whole file (filled blocks
+// are read without a lock) and through one of a few blocks reused under
+// each other's feet.
 class ConcurrentReadersTest : public ThreadsTest,
                               public testing::WithParamInterface<std::uint64_t> {};
 
