@@ -399,5 +399,4 @@ TEST_F(SalvageTest, RecoveringInPlaceSavesTheCutBytesFirstAndNeverOverwrites) {
   stat(dir_.File("a.sim").c_str(), &after);
   EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
   EXPECT_NE(access(dir_.File("a.sim.tail").c_str(), F_OK), 0);
-  (void)w;
 }
