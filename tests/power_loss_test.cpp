@@ -1,17 +1,8 @@
-// Simulated power losses at the system-call seam (docs/reliability.md,
-// "Simulated power loss"). An in-memory file system stands behind the
-// system-call table; a writer writes numbered records, flushes, starts new
-// pools and reopens its file until the power fails at a random system call.
-// Then a random subset of the unsynced writes reaches the disk, one of them
-// torn. On what is left, every committed record must read back through the
-// salvage read, every pool kept but the last must be exactly what the writer
-// froze, and the recovered file (written anew or in place) must load and pass
-// what kvtsim-pool check verifies.
-//
-// The test runs 1,000 crashes with a fixed seed. KVTSIM_POWER_LOSS_CRASHES,
-// KVTSIM_POWER_LOSS_SEED and KVTSIM_POWER_LOSS_FIRST (the first crash's
-// number) choose others: bench/run-power-loss runs any number with a random
-// seed, and a reported loss names the seed and crash that replay it.
+// Simulated power losses at the system-call seam (docs/reliability.md): a
+// writer runs on an in-memory disk until the power fails, a random subset of
+// its unsynced writes survives, one torn, and every committed record must
+// read back and the recovered file pass the chain checks. 1,000 crashes by
+// default; KVTSIM_POWER_LOSS_SEED, _CRASHES and _FIRST replay others.
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
