@@ -81,8 +81,9 @@ TEST(PoolHeaderTest, DecodeKeepsAnyBytesAndReadsTheFields) {
   EXPECT_EQ(WithBytes(Header::kEntryCountOffset, U32(0xFFFFFFFF)).EntryCount(), -1);
 }
 
-// Each check alone, and Check's first fault in the loader's order, for a
-// header at location 0 in a file of 1000 bytes.
+// The limits of each check, and Check's first fault in the loader's order,
+// for a header at location 0 in a file of 1000 bytes. One fault of each kind
+// is checked end to end in ChainWalkerTest.WalkerAndLoaderAgreeOnEveryCraftedHeader.
 TEST(PoolHeaderTest, EachCheckReportsWhatFailed) {
   struct Case {
     char const* what;
@@ -90,13 +91,7 @@ TEST(PoolHeaderTest, EachCheckReportsWhatFailed) {
     std::string bytes;
     Header::Fault fault;
   } const cases[] = {
-      {"intact", 0, "", Header::FaultNone},
-      {"signature", 3, "m", Header::FaultSignature},
-      {"version 5", Header::kVersionOffset, "\x05", Header::FaultVersion},
       {"version 0x86", Header::kVersionOffset, "\x86", Header::FaultVersion},
-      {"padding is not examined", Header::kPaddingOffset, "RESERVD", Header::FaultNone},
-      {"user signature", Header::kUserSignatureOffset + 3, "2", Header::FaultUserSignature},
-      {"length digit", Header::kLengthOffset, "-", Header::FaultLengthDigits},
       {"entry count 0", Header::kEntryCountOffset, U32(0), Header::FaultEntryCount},
       {"negative count", Header::kEntryCountOffset, U32(0x80000000), Header::FaultEntryCount},
       {"count over the limit", Header::kEntryCountOffset, U32(Header::kMaxEntryCount + 1),
@@ -106,8 +101,6 @@ TEST(PoolHeaderTest, EachCheckReportsWhatFailed) {
       {"length below the header", Header::kLengthOffset, "0000000000000111",
        Header::FaultRecordLength},
       {"length of the header", Header::kLengthOffset, "0000000000000112", Header::FaultNone},
-      {"length past the end", Header::kLengthOffset, "0000000000005000", Header::FaultNone},
-      {"open", Header::kLengthOffset, std::string(16, '0'), Header::FaultNone},
       // Two faults: the one the loader meets first counts.
       {"signature before version", 0, std::string("x") + std::string(8, '\x05'),
        Header::FaultSignature},
