@@ -1,15 +1,8 @@
-// Writers killed with SIGKILL at random moments: the file they leave must
-// open read-only, and every record they had committed must read back intact
-// (docs/reliability.md, "Killed writers").
-//
-// Each writer is a child process. It writes numbered records through both
-// kinds of stream, flushing each, starts a new pool now and then, and after
-// each file-level flush that returned reports its record count through a
-// pipe: the last count delivered before the kill is what it committed. Each
-// chain of writers shares one file; a later writer reopens it for update,
-// starts a new pool and goes on after the last record that read back.
-// After each kill the records must run 0, 1, 2, ... and include every
-// committed one, and a salvage read of the file must find the same.
+// Writers killed with SIGKILL at random moments (docs/reliability.md): each
+// child reports through a pipe the record count of every flush that returned;
+// after the kill the file must open with records 0, 1, 2, ... including every
+// committed one, and a salvage read must find the same. Later writers of a
+// chain reopen the file for update and go on after the last record found.
 
 #include <gtest/gtest.h>
 #include <signal.h>
@@ -220,11 +213,9 @@ class CrashSurvivalTest : public testing::Test {
     return WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL ? committed : -1;
   }
 
-  // Opens what the killed writer left; returns the records that read back.
-  // A header written at the end of the file can be cut at a page boundary
-  // when the writer is killed inside that one write, and the loader then
-  // refuses the file: it is recovered in place, as kvtsim-pool recover
-  // --in-place does, and must give back what the salvage read found.
+  // The records that read back from what the killed writer left. A kill
+  // inside the write of a new header can leave it cut, which the loader
+  // refuses: then the file is recovered in place, as the salvage read found.
   static int RecordsOnDisk(std::string const& path) {
     if (access(path.c_str(), F_OK) != 0)
       return 0;  // killed before it created the file

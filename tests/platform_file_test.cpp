@@ -56,19 +56,15 @@ void ExpectOSError(Action action, std::string const& operation, std::string cons
   }
 }
 
-// Each test works in a fresh directory; fakes put into the system-call table
-// are taken out after the test.
 class PlatformFileTest : public ::testing::Test {
  protected:
   void TearDown() override { Calls() = KVTSimUttSysCalls::Real(); }
 
   static KVTSimUttSysCalls& Calls() { return KVTSimUttSysCalls::Current(); }
-  std::string Path(char const* leaf) const { return dir_.File(leaf); }
-  KVTString Named(char const* leaf) const { return dir_.Name(leaf); }
   void WriteFile(char const* leaf, std::string const& bytes) const {
-    kvtsim_test::WriteBytes(Path(leaf), bytes);
+    kvtsim_test::WriteBytes(dir_.File(leaf), bytes);
   }
-  std::string ReadFile(char const* leaf) const { return kvtsim_test::ReadBytes(Path(leaf)); }
+  std::string ReadFile(char const* leaf) const { return kvtsim_test::ReadBytes(dir_.File(leaf)); }
   static std::string ReadAt(KVTSimUttOSFile& file, std::uint64_t position, std::uint64_t count) {
     std::string bytes(count, '?');
     file.Seek(position);
@@ -77,33 +73,32 @@ class PlatformFileTest : public ::testing::Test {
   }
 
   kvtsim_test::TempDir dir_;
-  std::string const mDir = dir_.Path();
 };
 
 TEST_F(PlatformFileTest, OpenModes) {
   KVTSimUttOSFile update, reader;
-  ExpectOSError([&] { reader.OpenRead(Named("data")); }, "open", Path("data"), ENOENT);
-  ExpectOSError([&] { update.OpenUpdate(Named("data")); }, "open", Path("data"), ENOENT);
+  ExpectOSError([&] { reader.OpenRead(dir_.Name("data")); }, "open", dir_.File("data"), ENOENT);
+  ExpectOSError([&] { update.OpenUpdate(dir_.Name("data")); }, "open", dir_.File("data"), ENOENT);
   WriteFile("data", "old contents");
-  update.OpenUpdate(Named("data"));
+  update.OpenUpdate(dir_.Name("data"));
   update.WriteAll("OLD", 3);
   EXPECT_EQ(ReadFile("data"), "OLD contents");
-  reader.OpenRead(Named("data"));
-  ExpectOSError([&] { reader.WriteAll("x", 1); }, "write", Path("data"), EBADF);
+  reader.OpenRead(dir_.Name("data"));
+  ExpectOSError([&] { reader.WriteAll("x", 1); }, "write", dir_.File("data"), EBADF);
   EXPECT_EQ(ReadAt(reader, 0, 64), "OLD contents");
   update.Close();
-  update.OpenWrite(Named("data"));  // truncates, and starts at 0 again
+  update.OpenWrite(dir_.Name("data"));  // truncates, and starts at 0 again
   EXPECT_EQ(update.Position(), 0u);
   EXPECT_EQ(ReadFile("data"), "");
-  EXPECT_THROW(update.OpenRead(Named("data")), KVTBasAssertException);  // already open
+  EXPECT_THROW(update.OpenRead(dir_.Name("data")), KVTBasAssertException);  // already open
   Calls().FDataSync = [](auto...) { return errno = EIO, -1; };
   reader.Flush();  // nothing to make durable in a read-only file
-  ExpectOSError([&] { update.Flush(); }, "flush", Path("data"), EIO);
+  ExpectOSError([&] { update.Flush(); }, "flush", dir_.File("data"), EIO);
 }
 
 TEST_F(PlatformFileTest, TransfersFollowThePositionAndTruncateKeepsIt) {
   KVTSimUttOSFile file;
-  file.OpenWrite(Named("data"));
+  file.OpenWrite(dir_.Name("data"));
   file.WriteAll("hello world", 11);
   EXPECT_EQ(ReadAt(file, 6, 10), "world");  // short at the end
   EXPECT_EQ(file.Position(), 11u);
@@ -117,8 +112,8 @@ TEST_F(PlatformFileTest, TransfersFollowThePositionAndTruncateKeepsIt) {
   EXPECT_EQ(ReadAt(file, 2, 8), "l");
   // Offsets that off_t cannot hold are refused, not wrapped.
   file.Seek(std::numeric_limits<off_t>::max() - 1);
-  ExpectOSError([&] { file.WriteAll("abc", 3); }, "write", Path("data"), EOVERFLOW);
-  ExpectOSError([&] { file.Truncate(std::uint64_t{1} << 63); }, "truncate", Path("data"),
+  ExpectOSError([&] { file.WriteAll("abc", 3); }, "write", dir_.File("data"), EOVERFLOW);
+  ExpectOSError([&] { file.Truncate(std::uint64_t{1} << 63); }, "truncate", dir_.File("data"),
                 EOVERFLOW);
   EXPECT_EQ(file.FileSize(), 3u);
 }
@@ -128,7 +123,7 @@ TEST_F(PlatformFileTest, InterruptedShortAndFailedTransfers) {
   for (int i = 0; i < 300; ++i)
     bytes += static_cast<char>(i * 7);
   KVTSimUttOSFile file;
-  file.OpenWrite(Named("data"));
+  file.OpenWrite(dir_.Name("data"));
   gCalls = 0;
   Calls().PWrite = DribblingPWrite;
   Calls().PRead = DribblingPRead;
@@ -137,20 +132,20 @@ TEST_F(PlatformFileTest, InterruptedShortAndFailedTransfers) {
   EXPECT_EQ(gCalls, 1202);  // twice 300 bytes, each after an interruption, then the end
   EXPECT_EQ(ReadFile("data"), bytes);
   Calls().PWrite = [](auto...) -> ssize_t { return errno = ENOSPC, -1; };
-  ExpectOSError([&] { file.WriteAll("abc", 3); }, "write", Path("data"), ENOSPC);
+  ExpectOSError([&] { file.WriteAll("abc", 3); }, "write", dir_.File("data"), ENOSPC);
   Calls().PWrite = [](auto...) -> ssize_t { return 0; };  // accepts nothing
-  ExpectOSError([&] { file.WriteAll("abc", 3); }, "write", Path("data"), EIO);
+  ExpectOSError([&] { file.WriteAll("abc", 3); }, "write", dir_.File("data"), EIO);
   EXPECT_EQ(file.Position(), 300u);
 }
 
 TEST_F(PlatformFileTest, CreateGeneratedNeverOverwrites) {
   WriteFile("report", "keep");
   KVTSimUttOSFile first, second, fresh;
-  first.CreateGenerated(KVTString(mDir.c_str()), KVTString("report"), false);
-  second.CreateGenerated(Named(""), KVTString("report"), false);
-  fresh.CreateGenerated(Named(""), KVTString("other"), false);
-  EXPECT_EQ(second.FileName().View(), Path("report-2"));
-  EXPECT_EQ(fresh.FileName().View(), Path("other"));
+  first.CreateGenerated(KVTString(dir_.Path().c_str()), KVTString("report"), false);
+  second.CreateGenerated(dir_.Name(""), KVTString("report"), false);
+  fresh.CreateGenerated(dir_.Name(""), KVTString("other"), false);
+  EXPECT_EQ(second.FileName().View(), dir_.File("report-2"));
+  EXPECT_EQ(fresh.FileName().View(), dir_.File("other"));
   first.WriteAll("new", 3);
   EXPECT_EQ(ReadFile("report"), "keep");
   EXPECT_EQ(ReadFile("report-1"), "new");
@@ -160,9 +155,9 @@ TEST_F(PlatformFileTest, CreateGeneratedNeverOverwrites) {
 // with the object; a closed object refuses further operations.
 TEST_F(PlatformFileTest, TemporaryFileAndClose) {
   KVTSimUttOSFile file;
-  file.CreateTemporary(KVTString(mDir.c_str()));
+  file.CreateTemporary(KVTString(dir_.Path().c_str()));
   std::string const name = file.FileName().CStr();
-  EXPECT_EQ(name.rfind(mDir + "/kvtsim-", 0), 0u);
+  EXPECT_EQ(name.rfind(dir_.Path() + "/kvtsim-", 0), 0u);
   struct stat info;
   ASSERT_EQ(stat(name.c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 0777, 0600u);
@@ -177,7 +172,7 @@ TEST_F(PlatformFileTest, TemporaryFileAndClose) {
   ExpectOSError([&] { file.Truncate(0); }, "truncate", name, EBADF);
   ExpectOSError([&] { file.FileSize(); }, "stat", name, EBADF);
   std::optional<KVTSimUttOSFile> dropped(std::in_place);
-  dropped->CreateTemporary(KVTString(mDir.c_str()));
+  dropped->CreateTemporary(KVTString(dir_.Path().c_str()));
   KVTString const gone = dropped->FileName();
   EXPECT_TRUE(KVTSimUttFileUtils::FileExists(gone));
   dropped.reset();  // the destructor removes it too
@@ -187,12 +182,12 @@ TEST_F(PlatformFileTest, TemporaryFileAndClose) {
 TEST_F(PlatformFileTest, SameFileComparesIdentityNotSpelling) {
   WriteFile("a", "same");
   WriteFile("b", "same");
-  ASSERT_EQ(link(Path("a").c_str(), Path("hard").c_str()), 0);
-  EXPECT_TRUE(KVTSimUttFileUtils::SameFile(Named("a"), Named("hard")));
-  EXPECT_TRUE(KVTSimUttFileUtils::SameFile(Named("./a"), Named("a")));
-  EXPECT_FALSE(KVTSimUttFileUtils::SameFile(Named("a"), Named("b")));
-  EXPECT_TRUE(KVTSimUttFileUtils::SameFile(Named("gone"), Named("gone")));
-  EXPECT_FALSE(KVTSimUttFileUtils::SameFile(Named("gone"), Named("a")));
+  ASSERT_EQ(link(dir_.File("a").c_str(), dir_.File("hard").c_str()), 0);
+  EXPECT_TRUE(KVTSimUttFileUtils::SameFile(dir_.Name("a"), dir_.Name("hard")));
+  EXPECT_TRUE(KVTSimUttFileUtils::SameFile(dir_.Name("./a"), dir_.Name("a")));
+  EXPECT_FALSE(KVTSimUttFileUtils::SameFile(dir_.Name("a"), dir_.Name("b")));
+  EXPECT_TRUE(KVTSimUttFileUtils::SameFile(dir_.Name("gone"), dir_.Name("gone")));
+  EXPECT_FALSE(KVTSimUttFileUtils::SameFile(dir_.Name("gone"), dir_.Name("a")));
 }
 
 TEST_F(PlatformFileTest, RandSourceFillsValuesAndPassesErrorsThrough) {

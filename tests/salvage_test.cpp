@@ -41,13 +41,6 @@ struct Written {
   std::vector<std::string> ids;
 };
 
-std::string Pattern(std::size_t n, int seed) {
-  std::string s(n, '\0');
-  for (std::size_t i = 0; i < n; ++i)
-    s[i] = static_cast<char>('A' + (seed * 7 + static_cast<int>(i)) % 53);
-  return s;
-}
-
 std::string KindOf(KVTBasException const& e) {
   std::string text = e.AsString(KVTBasStringModeShort).CStr();
   return text.substr(0, text.find('('));
@@ -65,7 +58,7 @@ class SalvageTest : public testing::Test {
     for (std::size_t i = 0; i < dataSizes.size(); ++i) {
       if (i > 0)
         file.NewPool(nullptr);
-      std::string data = Pattern(dataSizes[i], static_cast<int>(i));
+      std::string data = kvtsim_test::RandomBytes(dataSizes[i], static_cast<unsigned>(i));
       if (!data.empty())
         file.Allocate(data.size()).Write(data.size(), data.data());
       std::uint64_t length = file.Pool().Describe().RecordLength();
@@ -399,5 +392,4 @@ TEST_F(SalvageTest, RecoveringInPlaceSavesTheCutBytesFirstAndNeverOverwrites) {
   stat(dir_.File("a.sim").c_str(), &after);
   EXPECT_EQ(after.st_mtim.tv_nsec, before.st_mtim.tv_nsec);
   EXPECT_NE(access(dir_.File("a.sim.tail").c_str(), F_OK), 0);
-  (void)w;
 }

@@ -79,7 +79,7 @@ T FromBits(U bits) {
   return value;
 }
 
-// count random values of width N, as raw bytes in host order.
+// bytes pseudo-random bytes.
 std::vector<char> RandomValues(std::size_t bytes) {
   std::mt19937_64 random(bytes);
   std::vector<char> data(bytes);
@@ -171,9 +171,8 @@ TEST(SwapperTest, TypedArraysStoreEachValueAsItsScalar) {
   EXPECT_EQ(stored[0], '\xFE') << "count 0 wrote";
 }
 
-// The conversion that hosts of the other byte order use, run here: it takes
-// each value apart arithmetically, so its bytes must equal the little-endian
-// copy that this host makes, for every width and any bit pattern.
+// The conversion of big-endian hosts, run here: its bytes must equal the
+// little-endian copy this host makes (whose bytes the tests above check).
 template <int N>
 void ExpectPortablePathMatchesCopy() {
   std::size_t const count = 1000;
@@ -192,14 +191,6 @@ TEST(SwapperTest, PortableArrayPathAgreesWithTheLittleEndianCopy) {
   ExpectPortablePathMatchesCopy<2>();
   ExpectPortablePathMatchesCopy<4>();
   ExpectPortablePathMatchesCopy<8>();
-  // Known bytes: the most significant byte of each value goes last.
-  std::uint64_t const wide[2] = {0x0102030405060708ull, 0x1122334455667788ull};
-  char stored[16];
-  Peer::ExternalizeEach<8>(stored, wide, 2);
-  EXPECT_EQ(Bytes(stored, 16), "\x08\x07\x06\x05\x04\x03\x02\x01\x88\x77\x66\x55\x44\x33\x22\x11");
-  double const one = 1.5;
-  Peer::ExternalizeEach<8>(stored, &one, 1);
-  EXPECT_EQ(Bytes(stored, 8), std::string("\x00\x00\x00\x00\x00\x00\xF8\x3F", 8));
 }
 
 TEST(SwapperTest, UntypedFormsWriteExactlyTheirSize) {
